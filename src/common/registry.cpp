@@ -1,0 +1,85 @@
+// The table of the 55 commands, and the lookup by name.
+#include "common/registry.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "common/banners.h"
+#include "common/commands.h"
+#include "util/console.h"
+
+namespace tevo {
+
+int reval = 0;
+
+// One row per command. A command still to be built points at
+// command_pending; building it is replacing that one word.
+BrewMap g_brew_map = {
+    {"device", device},
+    {"lipid", command_pending},
+    {"sff2fastq", command_pending},
+    {"base_call", command_pending},
+    {"atgc_assembly", command_pending},
+    {"atgc_stats", command_pending},
+    {"atgc_quality", command_pending},
+    {"read_filter", command_pending},
+    {"kmer_generator", command_pending},
+    {"kmer_counter", command_pending},
+    {"atgc_correct", command_pending},
+    {"atgc_dna2aa", command_pending},
+    {"synteny", synteny},
+    {"gene_exp", gene_exp},
+    {"cnv", cnv},
+    {"sequence_converter", command_pending},
+    {"sequence_mix", command_pending},
+    {"sequence_trim", command_pending},
+    {"sequence_stats", command_pending},
+    {"sequence_eca", command_pending},
+    {"sequence_energy", command_pending},
+    {"mutant_energy", command_pending},
+    {"point_mutation", command_pending},
+    {"sequence_design", command_pending},
+    {"residue_contact", command_pending},
+    {"sequence_ddg", sequence_ddg},
+    {"fasta2contact", command_pending},
+    {"fasta2pdb", command_pending},
+    {"pdb_parser", command_pending},
+    {"pdb_voxel", command_pending},
+    {"pdb_contact", command_pending},
+    {"sidechain", command_pending},
+    {"fold", fold},
+    {"fold_energy", command_pending},
+    {"folding", command_pending},
+    {"modyfing", command_pending},
+    {"phasing", phasing},
+    {"rama_map", command_pending},
+    {"vtf2pdb", command_pending},
+    {"selectivity_sector", command_pending},
+    {"opt_chpso", command_pending},
+    {"opt_jde", command_pending},
+    {"nested_sampler", command_pending},
+    {"mcmc", mcmc},
+    {"stats_pearson", command_pending},
+    {"stats_ica", command_pending},
+    {"stats_tsne", command_pending},
+    {"optifel", command_pending},
+    {"nirecor", command_pending},
+    {"nirecor_regression", command_pending},
+    {"pross", command_pending},
+    {"plot", command_pending},
+    {"html", command_pending},
+    {"about", about},
+    {"usage", usage},
+};
+
+BrewFunction GetBrewFunction(const std::string& name) {
+  const auto found = g_brew_map.find(name);
+  if (found != g_brew_map.end()) return found->second;
+  print_text("Available commands: ");
+  for (const auto& entry : g_brew_map) std::printf("    %s\n", entry.first.c_str());
+  print_info("unknown command!", 9);
+  print_info("I don't understand what '" + name + "' is!", 9);
+  std::exit(1);
+}
+
+}  // namespace tevo
