@@ -1,5 +1,6 @@
 // The command functions of the table in registry.cpp. Each checks its flags,
 // prints its invocation, drives one worker and returns 0, or -1 if refused.
+// One file per subsystem holds them: cmd_<subsystem>.cpp.
 #pragma once
 
 namespace tevo {
@@ -15,5 +16,21 @@ int phasing();
 int sequence_ddg();
 int mcmc();
 int fold();
+
+// Sequencing reads (cmd_reads.cpp)
+
+// Protein structure (cmd_structure.cpp)
+
+// Folding and dynamics (cmd_folding.cpp)
+
+// Optimisers and samplers (cmd_optimizer.cpp)
+
+// Statistics (cmd_stats.cpp)
+
+// Alignments and coupling analysis (cmd_sequence.cpp)
+
+// Neural networks and swarm-trained models (cmd_learning.cpp)
+
+// Reports (cmd_report.cpp)
 
 }  // namespace tevo
