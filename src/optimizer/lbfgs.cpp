@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <string>
 
 #include "util/console.h"
 
@@ -114,6 +115,10 @@ template <typename T>
 int LBFGS<T>::actuate(T* x, T* fx, Objective objective, void* data) {
   if (max_iter < 0) max_iter = 2000;
   const int n = dimension;
+  if (n < 0) {
+    print_info("the dimension of " + name + " is negative: " + std::to_string(n), 9);
+    std::exit(1);
+  }
   const int mm = std::max(1, m);
 
   T* xp = alloc<T>(n);
