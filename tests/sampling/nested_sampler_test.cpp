@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <ctime>
 
@@ -155,4 +156,13 @@ TEST(NestedSampler, RunApproachesTheAnalyticEvidence) {
   EXPECT_GT(log_z, std::log(101.0) - 2.5);
   EXPECT_LT(log_z, std::log(101.0) + 1.5);
   EXPECT_NEAR(s.get_H(), 63.7, 5.0);  // 20 log(1 / (0.01 sqrt(2 pi e))), the spike's information
+}
+
+TEST(NestedSampler, RunWithoutCountStopsWhenTheRestIsNegligible) {
+  set_seed(9U);
+  NestedSampler<double> s(20, 20, ToyModel<double>());
+  captured_stdout([&] { s.run(); });
+  const double l_max = *std::max_element(s.log_likelihoods.begin(), s.log_likelihoods.end());
+  EXPECT_LT(l_max + s.log_x, s.get_logZ() + std::log(1e-6));
+  EXPECT_LT(s.iteration, NestedSampler<double>::kMaxAutoIterations);
 }
