@@ -6,7 +6,7 @@
 # in a new second.
 set -euo pipefail
 here="$(cd "$(dirname "$0")" && pwd)"
-tevo="${1:-$here/../build/src/tevo}"
+tevo="$(realpath "${1:-$here/../build/src/tevo}")"
 runs="${2:-3}"
 out="$here/out/nested_sampler"
 mkdir -p "$out"
