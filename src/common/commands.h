@@ -24,6 +24,7 @@ int fold();
 // Folding and dynamics (cmd_folding.cpp)
 
 // Optimisers and samplers (cmd_optimizer.cpp)
+int nested_sampler();
 
 // Statistics (cmd_stats.cpp)
 

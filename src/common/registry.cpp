@@ -57,7 +57,7 @@ BrewMap g_brew_map = {
     {"selectivity_sector", command_pending},
     {"opt_chpso", command_pending},
     {"opt_jde", command_pending},
-    {"nested_sampler", command_pending},
+    {"nested_sampler", nested_sampler},
     {"mcmc", mcmc},
     {"stats_pearson", command_pending},
     {"stats_ica", command_pending},
