@@ -26,6 +26,7 @@ int fold();
 // Optimisers and samplers (cmd_optimizer.cpp)
 
 // Statistics (cmd_stats.cpp)
+int stats_pearson();
 
 // Alignments and coupling analysis (cmd_sequence.cpp)
 

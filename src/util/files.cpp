@@ -112,21 +112,27 @@ bool LineReader::open(const std::string& file, bool bzip2) {
   fp_ = std::fopen(file.c_str(), bzip2 ? "rb" : "r");
   if (fp_ == nullptr) return false;
   struct stat st;
-  if (fstat(fileno(fp_), &st) == 0 && S_ISDIR(st.st_mode)) {
+  const bool known = fstat(fileno(fp_), &st) == 0;
+  if (known && S_ISDIR(st.st_mode)) {
     std::fclose(fp_);
     fp_ = nullptr;
     return false;
   }
+  // Small plain files get a buffer of their own size; it grows if needed.
+  capacity_ = kBlock + 1;
+  if (!bzip2 && known && S_ISREG(st.st_mode))
+    capacity_ = std::min<std::size_t>(capacity_, std::max<std::size_t>(static_cast<std::size_t>(st.st_size) + 2, 256));
   if (bzip2) {
     bz_ = bz2_stream_open(fp_, file);  // owns fp_ from here on
     fp_ = nullptr;
     if (bz_ == nullptr) return false;
   }
-  buffer_.resize(kBlock + 1);
+  buffer_ = new char[capacity_];
   return true;
 }
 
 LineReader::~LineReader() {
+  delete[] buffer_;
   if (fp_ != nullptr) std::fclose(fp_);
   bz2_stream_close(bz_);
 }
@@ -144,7 +150,7 @@ std::size_t LineReader::fill(char* into, std::size_t room) {
 
 bool LineReader::next(char** begin, char** end) {
   for (;;) {
-    char* buf = buffer_.data();
+    char* buf = buffer_;
     if (pos_ < end_) {
       char* start = buf + pos_;
       char* feed = static_cast<char*>(std::memchr(start, '\n', end_ - pos_));
@@ -170,11 +176,14 @@ bool LineReader::next(char** begin, char** end) {
       pos_ = 0;
       end_ = rest;
     }
-    if (end_ + 1 >= buffer_.size()) {  // one line fills the buffer: make room
-      buffer_.resize(buffer_.size() * 2);
-      buf = buffer_.data();
+    if (end_ + 1 >= capacity_) {  // one line fills the buffer: make room
+      char* wider = new char[capacity_ * 2];
+      std::memcpy(wider, buf, end_);
+      delete[] buffer_;
+      buffer_ = buf = wider;
+      capacity_ *= 2;
     }
-    const std::size_t got = fill(buf + end_, buffer_.size() - 1 - end_);
+    const std::size_t got = fill(buf + end_, capacity_ - 1 - end_);
     if (got == 0) eof_ = true;
     end_ += got;
   }

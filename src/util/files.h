@@ -31,6 +31,9 @@ class LineReader {
  public:
   // Returns false when the file cannot be opened (nothing is printed).
   bool open(const std::string& file, bool bzip2);
+  LineReader() = default;
+  LineReader(const LineReader&) = delete;
+  LineReader& operator=(const LineReader&) = delete;
   ~LineReader();
   // The next line, writable and followed by one spare byte; false at the end.
   // A read or decompression error prints "Error: ..." and exits with status 1.
@@ -43,7 +46,8 @@ class LineReader {
   std::string file_;
   std::FILE* fp_ = nullptr;
   Bz2Stream* bz_ = nullptr;
-  std::vector<char> buffer_;
+  char* buffer_ = nullptr;  // [capacity_], owned; not zero-filled
+  std::size_t capacity_ = 0;
   std::size_t pos_ = 0, end_ = 0;
   bool eof_ = false;
   long line_ = 0;
