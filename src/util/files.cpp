@@ -360,7 +360,9 @@ void close_written(std::FILE* fp, const std::string& name, bool truncated_on_ope
   if (!failed_before && closed == 0) return;
   const int code = after != 0 ? after : before;
   print_info(name + " (" + (code != 0 ? std::strerror(code) : "write failed") + ")", 7);
-  if (truncated_on_open) std::remove(name.c_str());  // no half-written file is left behind
+  struct stat st;
+  // No half-written file is left behind (devices and pipes are not files to remove).
+  if (truncated_on_open && stat(name.c_str(), &st) == 0 && S_ISREG(st.st_mode)) std::remove(name.c_str());
   std::exit(1);
 }
 
