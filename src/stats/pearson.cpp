@@ -4,6 +4,7 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -44,6 +45,11 @@ void Pearson<T>::calc_pearson_coefficient(T* result) {
       }
       xs.push_back(narrow_number<T>(reader.value(1)));
       ys.push_back(narrow_number<T>(reader.value(2)));
+      if (xs.size() == 4096) {  // size the columns once instead of doubling them
+        const std::size_t expect = std::min<std::size_t>(reader.expected_rows(4096), INT_MAX);
+        xs.reserve(expect);
+        ys.reserve(expect);
+      }
     }
   }
   const int n = static_cast<int>(xs.size());

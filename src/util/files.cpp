@@ -120,6 +120,7 @@ bool LineReader::open(const std::string& file, bool bzip2) {
   }
   // Small plain files get a buffer of their own size; it grows if needed.
   capacity_ = kBlock + 1;
+  if (!bzip2 && known && S_ISREG(st.st_mode)) file_size_ = static_cast<std::size_t>(st.st_size);
   if (!bzip2 && known && S_ISREG(st.st_mode))
     capacity_ = std::min<std::size_t>(capacity_, std::max<std::size_t>(static_cast<std::size_t>(st.st_size) + 2, 256));
   if (bzip2) {
@@ -157,6 +158,7 @@ bool LineReader::next(char** begin, char** end) {
       if (feed != nullptr) {
         *begin = start;
         *end = feed;
+        consumed_ += static_cast<std::size_t>(feed - start) + 1;
         pos_ = static_cast<std::size_t>(feed - buf) + 1;
         ++line_;
         return true;
@@ -199,6 +201,12 @@ TableReader::TableReader(const std::string& file, char delimiter, bool bzip2) : 
   if (!lines_.open(file, bzip2)) fail_to_load(file);
 }
 
+std::size_t TableReader::expected_rows(std::size_t rows_so_far) const {
+  if (lines_.file_size() == 0 || lines_.consumed() == 0) return 0;
+  const double per_row = static_cast<double>(lines_.consumed()) / static_cast<double>(rows_so_far);
+  return static_cast<std::size_t>(static_cast<double>(lines_.file_size()) / per_row * 1.02) + 16;
+}
+
 bool TableReader::next() {
   char *b, *e;
   while (lines_.next(&b, &e)) {
@@ -239,6 +247,11 @@ void read_matrix_from_file(std::vector<std::vector<T>>& matrix, const std::strin
     for (int i = 0; i < n; ++i) row[i] = narrow_number<T>(reader.value(i));
     matrix.push_back(std::move(row));
     if (lines != nullptr) lines->push_back(reader.line());
+    if (matrix.size() == 4096) {  // size the table once instead of doubling it
+      const std::size_t expect = reader.expected_rows(4096);
+      if (expect > matrix.capacity()) matrix.reserve(expect);
+      if (lines != nullptr && expect > lines->capacity()) lines->reserve(expect);
+    }
   }
 }
 

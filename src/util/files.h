@@ -40,10 +40,13 @@ class LineReader {
   bool next(char** begin, char** end);
   long line() const { return line_; }
   const std::string& file() const { return file_; }
+  std::size_t file_size() const { return file_size_; }  // 0: unknown (pipe, bzip2)
+  std::size_t consumed() const { return consumed_; }    // bytes handed out so far
 
  private:
   std::size_t fill(char* into, std::size_t room);
   std::string file_;
+  std::size_t file_size_ = 0, consumed_ = 0;
   std::FILE* fp_ = nullptr;
   Bz2Stream* bz_ = nullptr;
   char* buffer_ = nullptr;  // [capacity_], owned; not zero-filled
@@ -68,6 +71,8 @@ class TableReader {
   double value(int i) const { return parse_double(fields_[i]); }
   long line() const { return lines_.line(); }  // 1-based line of the current row
   const std::string& file() const { return lines_.file(); }
+  // Rows to expect in the whole file, judged from the rows read so far (0: unknown).
+  std::size_t expected_rows(std::size_t rows_so_far) const;
 
  private:
   LineReader lines_;
@@ -79,8 +84,8 @@ class TableReader {
 // The bold red load failure of the table readers, then exit(1).
 [[noreturn]] void fail_to_load(const std::string& file);
 
-// The whole table. `lines`, when given, receives the 1-based source line of
-// each row. T: float, double, int.
+// The whole table, appended to `matrix`. `lines`, when given, receives the
+// 1-based source line of each row. T: float, double, int.
 template <typename T>
 void read_matrix_from_file(std::vector<std::vector<T>>& matrix, const std::string& file,
                            char delimiter = '\t', std::vector<long>* lines = nullptr);
