@@ -38,24 +38,25 @@ double parse_double(const char* text) {
   const char* p = text;
   bool negative = false;
   if (*p == '-' || *p == '+') negative = *p++ == '-';
-  std::uint64_t mantissa = 0;
-  int digits = 0, exponent = 0;
-  bool any = false;
-  for (; is_digit(*p); ++p) {
-    any = true;
-    if (mantissa == 0 && *p == '0') continue;
-    if (++digits > 19) return std::strtod(text, nullptr);
-    mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
-  }
+  const char* digits_start = p;
+  while (*p == '0') ++p;  // leading zeros carry no digit
+  const char* significant = p;
+  std::uint64_t mantissa = 0;  // may wrap past 19 digits; then strtod is used instead
+  for (; is_digit(*p); ++p) mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+  long digits = p - significant;
+  int exponent = 0;
+  bool any = p > digits_start;
   if (*p == '.') {
-    for (++p; is_digit(*p); ++p) {
-      any = true;
-      --exponent;
-      if (mantissa == 0 && *p == '0') continue;
-      if (++digits > 19) return std::strtod(text, nullptr);
-      mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
-    }
+    const char* fraction = ++p;
+    if (digits == 0)
+      while (*p == '0') ++p;  // zeros right of the point before the first digit
+    const char* first = p;
+    for (; is_digit(*p); ++p) mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+    digits += p - first;
+    exponent = -static_cast<int>(std::min<long>(p - fraction, 100000));
+    any = any || p > fraction;
   }
+  if (digits > 19) return std::strtod(text, nullptr);
   if (!any) return std::strtod(text, nullptr);
   if (*p == 'e' || *p == 'E') {
     const char* q = p + 1;
@@ -213,18 +214,26 @@ bool TableReader::next() {
     if (b == e || *b == '#') continue;
     fields_.clear();
     lengths_.clear();
+    const char delimiter = delimiter_;
     char* s = b;
     for (;;) {
-      char* d = static_cast<char*>(std::memchr(s, delimiter_, static_cast<std::size_t>(e - s)));
-      if (d == nullptr) d = e;
+      // Fields are short: one plain scan finds the delimiter or an embedded NUL.
+      char* d = s;
+      while (d < e && *d != delimiter && *d != '\0') ++d;
+      char* hi = d;
+      if (d < e && *d == '\0') {  // the field ends at the NUL; its rest is dropped
+        d = static_cast<char*>(std::memchr(d, delimiter, static_cast<std::size_t>(e - d)));
+        if (d == nullptr) d = e;
+      }
       if (d > s) {  // empty fields are dropped
         char* lo = s;
-        char* hi = static_cast<char*>(std::memchr(s, '\0', static_cast<std::size_t>(d - s)));
-        if (hi == nullptr) hi = d;
-        for (char c : {'\t', '\v', '\f', ' '})
-          while (lo < hi && *lo == c) ++lo;
-        for (char c : {'\t', '\n', '\v', '\f', '\r', ' '})
-          while (hi > lo && hi[-1] == c) --hi;
+        // Every trimmed character is at most ' ': test once before the passes.
+        if (lo < hi && static_cast<unsigned char>(*lo) <= ' ')
+          for (char c : {'\t', '\v', '\f', ' '})
+            while (lo < hi && *lo == c) ++lo;
+        if (hi > lo && static_cast<unsigned char>(hi[-1]) <= ' ')
+          for (char c : {'\t', '\n', '\v', '\f', '\r', ' '})
+            while (hi > lo && hi[-1] == c) --hi;
         *hi = '\0';  // hi <= d: the delimiter, a trimmed byte or the line end
         fields_.push_back(lo);
         lengths_.push_back(static_cast<std::size_t>(hi - lo));
