@@ -184,14 +184,20 @@ TEST_F(Files, TableReaderRules) {
   const std::vector<std::vector<double>> want = {{1, 2.5, -3}, {0, 0, 7}, {4, 5}, {1000, 2}, {0, 9}, {8, 1}};
   EXPECT_EQ(m, want);
   EXPECT_EQ(lines, (std::vector<long>{3, 4, 6, 7, 8, 9}));
-  std::string many;  // past the row count at which the table is sized from the file
-  for (int i = 1; i <= 5000; ++i) many += std::to_string(i) + (i % 3 ? "\t1\n" : "\n#\n");
+  // Over 4 MiB: lines cross the read blocks, and the table is sized from the file.
+  const int many_rows = 400000;
+  std::string many;
+  for (int i = 1; i <= many_rows; ++i) many += std::to_string(i) + (i % 3 ? "\t1.25\n" : "\n#\n");
+  ASSERT_GT(many.size(), std::size_t(4) << 20);
   m.clear();
   lines.clear();
   read_matrix_from_file(m, put("many.tsv", many), '\t', &lines);
-  ASSERT_EQ(m.size(), 5000u);
-  EXPECT_EQ(m[4999], (std::vector<double>{5000, 1}));
-  EXPECT_EQ(lines[4999], 5000 + 4999 / 3);
+  ASSERT_EQ(m.size(), std::size_t(many_rows));
+  for (int i = 1; i <= many_rows; ++i) {
+    ASSERT_EQ(m[i - 1][0], i);
+    ASSERT_EQ(m[i - 1].size(), i % 3 ? 2u : 1u) << i;
+    ASSERT_EQ(lines[i - 1], i + (i - 1) / 3);
+  }
   // " \t5": the blank pass comes after the tab pass, so the tab survives and strtod skips it.
   std::vector<std::vector<int>> ints;
   read_matrix_from_file(ints, put("i.csv", "1.9,-2.9,x, \t5\n"), ',');
