@@ -27,6 +27,7 @@ int fold();
 int nested_sampler();
 
 // Statistics (cmd_stats.cpp)
+int stats_pearson();
 
 // Alignments and coupling analysis (cmd_sequence.cpp)
 

@@ -59,7 +59,7 @@ BrewMap g_brew_map = {
     {"opt_jde", command_pending},
     {"nested_sampler", nested_sampler},
     {"mcmc", mcmc},
-    {"stats_pearson", command_pending},
+    {"stats_pearson", stats_pearson},
     {"stats_ica", command_pending},
     {"stats_tsne", command_pending},
     {"optifel", command_pending},
