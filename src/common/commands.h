@@ -32,5 +32,7 @@ int fold();
 // Neural networks and swarm-trained models (cmd_learning.cpp)
 
 // Reports (cmd_report.cpp)
+int html();
+int plot();
 
 }  // namespace tevo
