@@ -255,7 +255,7 @@ Axis make_axis(double lo, double hi, bool log, int target) {
     axis.hi = std::pow(10.0, std::ceil(std::log10(hi) - 1e-9));
     if (axis.hi <= axis.lo) axis.hi = axis.lo * 10;
     axis.ticks = log_ticks(axis.lo, axis.hi);
-    for (const double t : axis.ticks) axis.labels.push_back(tick_label(t, 0));
+    for (const double t : axis.ticks) axis.labels.push_back(tick_label(t, t));
     return axis;
   }
   double step = 1;
@@ -440,8 +440,8 @@ std::string xy_chart(const Chart& chart) {
         const double xx = xv(r), yy = yv(r, s);
         if (!usable(xx, xlog) || !usable(yy, ylog)) continue;
         const std::string& colour = colours[grouped ? group_of_row[r] : s];
-        out += "<circle cx=\"" + f2(px(xx)) + "\" cy=\"" + f2(py(yy)) + "\" r=\"3.5\" fill=\"" + colour +
-               "\" fill-opacity=\"0.55\"";
+        out += "<circle cx=\"" + f2(px(xx)) + "\" cy=\"" + f2(py(yy)) + "\" r=\"4\" fill=\"" + colour +
+               "\" fill-opacity=\"0.7\"";
         if (tooltips) out += "><title>" + xml_escape(value_text(xx) + ", " + value_text(yy)) + "</title></circle>\n";
         else out += "/>\n";
       }
@@ -575,8 +575,26 @@ std::vector<std::string> axis_names(const std::vector<std::string>& given, std::
   return names;
 }
 
+// A name for the colour scale that differs between charts, so that several
+// charts lifted into one report page keep their own gradients (FNV-1a hash).
+std::string scale_id(const Chart& chart, double lo, double hi) {
+  unsigned long long h = 1469598103934665603ULL;
+  auto mix = [&](const void* bytes, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) h = (h ^ static_cast<const unsigned char*>(bytes)[i]) * 1099511628211ULL;
+  };
+  mix(chart.title.data(), chart.title.size());
+  mix(chart.type.data(), chart.type.size());
+  mix(&lo, sizeof lo);
+  mix(&hi, sizeof hi);
+  for (const auto& row : chart.data) mix(row.data(), row.size() * sizeof(double));
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "tevo-scale-%016llx", h);
+  return buffer;
+}
+
 std::string colour_bar(const Chart& chart, double lo, double hi, bool diverging, double x, double y, double height) {
-  std::string out = "<defs><linearGradient id=\"tevo-scale\" x1=\"0\" y1=\"1\" x2=\"0\" y2=\"0\">\n";
+  const std::string id = scale_id(chart, lo, hi);
+  std::string out = "<defs><linearGradient id=\"" + id + "\" x1=\"0\" y1=\"1\" x2=\"0\" y2=\"0\">\n";
   for (int k = 0; k <= 10; ++k) {
     const double t = k / 10.0;
     const double v = lo + t * (hi - lo);
@@ -589,7 +607,7 @@ std::string colour_bar(const Chart& chart, double lo, double hi, bool diverging,
   if (!chart.legend_title.empty()) out += text_at(x, y + kTick, chart.legend_title, kTick, "start", 0, " font-weight=\"bold\"");
   if (!chart.legend_high.empty()) out += text_at(x + 9, top - 6, chart.legend_high, kTick, "middle");
   out += "<rect x=\"" + f2(x) + "\" y=\"" + f2(top) + "\" width=\"18\" height=\"" + f2(height) +
-         "\" fill=\"url(#tevo-scale)\" stroke=\"#555\" stroke-width=\"0.6\"/>\n";
+         "\" fill=\"url(#" + id + ")\" stroke=\"#555\" stroke-width=\"0.6\"/>\n";
   double step = 1;
   for (const double t : nice_ticks(lo, hi, 5, &step)) {
     if (t < lo - 1e-12 * std::fabs(step) || t > hi + 1e-12 * std::fabs(step)) continue;
@@ -743,6 +761,10 @@ std::string chord_chart(const Chart& chart) {
   std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.w > b.w; });
   // The strongest links carry the picture; hundreds more only grey it out.
   if (edges.size() > 300) edges.resize(300);
+  if (!edges.empty()) {  // links under a tenth of the strongest stay out
+    const double floor = edges.front().w * 0.1;
+    while (edges.size() > 1 && edges.back().w < floor) edges.pop_back();
+  }
   const double wmax = edges.empty() ? 1 : edges.front().w;
   const double wmin = edges.empty() ? 0 : edges.back().w;
   const double label = widest(names, kTick) + 12;
@@ -765,7 +787,10 @@ std::string chord_chart(const Chart& chart) {
   for (auto it = edges.rbegin(); it != edges.rend(); ++it) {  // strongest drawn last, on top
     const double t = wmax > wmin ? (it->w - wmin) / (wmax - wmin) : 1;
     const double a = angle_of(it->i), b = angle_of(it->j);
-    out += "<path d=\"M" + f2(cx + radius * std::cos(a)) + " " + f2(cy + radius * std::sin(a)) + "Q" + f2(cx) + " " + f2(cy) +
+    // The bend point lies between the centre and the chord's middle, so that
+    // links between neighbours hug the rim and long ones cross the middle.
+    const double qx = cx + 0.3 * radius * (std::cos(a) + std::cos(b)), qy = cy + 0.3 * radius * (std::sin(a) + std::sin(b));
+    out += "<path d=\"M" + f2(cx + radius * std::cos(a)) + " " + f2(cy + radius * std::sin(a)) + "Q" + f2(qx) + " " + f2(qy) +
            " " + f2(cx + radius * std::cos(b)) + " " + f2(cy + radius * std::sin(b)) + "\" stroke=\"" +
            sequential_colour(0.15 + 0.85 * t) + "\" stroke-width=\"" + f2(0.8 + 3.2 * t) + "\" stroke-opacity=\"" +
            f2(0.35 + 0.6 * t) + "\"><title>" + xml_escape(label_plain(names[it->i]) + " - " + label_plain(names[it->j]) + ": " +

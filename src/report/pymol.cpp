@@ -175,15 +175,35 @@ std::string NGL<T>::plotting(const std::string& pdb, const std::vector<std::vect
   const std::vector<TraceResidue> trace = read_ca_trace(pdb);
   const std::vector<std::string> residue_colour = residue_colours(trace, set);
   const std::string title = chart.title.empty() ? "Structure of " + base_of(pdb) : chart.title;
-  const double size = 460;
-  const double legend = 200;
-  std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + f1(2 * size + 30 + legend) + "\" height=\"" +
-                    f1(size + 50) + "\" font-family=\"DejaVu Sans, Helvetica, Arial, sans-serif\" role=\"img\">\n";
+  const double size = 420;
+  // Legend in a row under the title, the two views side by side below it.
+  double legend_row = 48;
+  std::string legend;
+  {
+    double lx = 12;
+    for (std::size_t g = 0; g <= set.residues.size(); ++g) {
+      const bool rest = g == set.residues.size();
+      const std::string label = rest ? "other residues" : set.names[g] + " (" + std::to_string(set.residues[g].size()) + ")";
+      const double width = 30 + 7.2 * label.size();
+      if (lx + width > 2 * size + 20) lx = 12, legend_row += 20;
+      if (rest)
+        legend += "<line x1=\"" + f1(lx) + "\" x2=\"" + f1(lx + 12) + "\" y1=\"" + f1(legend_row - 4) + "\" y2=\"" +
+                  f1(legend_row - 4) + "\" stroke=\"#9AA3AD\" stroke-width=\"4\"/>\n";
+      else
+        legend += "<circle cx=\"" + f1(lx + 6) + "\" cy=\"" + f1(legend_row - 4) + "\" r=\"6\" fill=\"" + set.colours[g] +
+                  "\" stroke=\"#333\" stroke-width=\"0.6\"/>\n";
+      legend += "<text x=\"" + f1(lx + 18) + "\" y=\"" + f1(legend_row) + "\">" + xml_escape(label) + "</text>\n";
+      lx += width;
+    }
+  }
+  const double top = legend_row + 14;
+  std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + f1(2 * size + 30) + "\" height=\"" +
+                    f1(top + size + 30) + "\" font-family=\"DejaVu Sans, Helvetica, Arial, sans-serif\" role=\"img\">\n";
   svg += "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n";
   svg += "<text x=\"10\" y=\"24\" font-size=\"17\" font-weight=\"bold\">" + xml_escape(title) + "</text>\n";
   if (trace.empty()) {
-    svg += "<text x=\"10\" y=\"70\" font-size=\"14\" fill=\"#888\">no alpha-carbon atoms in " + xml_escape(base_of(pdb)) +
-           "</text>\n";
+    svg += "<text x=\"10\" y=\"" + f1(top + 30) + "\" font-size=\"14\" fill=\"#888\">no alpha-carbon atoms in " +
+           xml_escape(base_of(pdb)) + "</text>\n";
   } else {
     double centre[3] = {0, 0, 0};
     for (const auto& r : trace) centre[0] += r.x, centre[1] += r.y, centre[2] += r.z;
@@ -204,22 +224,13 @@ std::string NGL<T>::plotting(const std::string& pdb, const std::vector<std::vect
       front.push_back({p[0], p[1], p[2]});
       side.push_back({p[2], p[1], -p[0]});  // turned 90 degrees about the second axis
     }
-    svg += trace_view(trace, residue_colour, front, 10, 40, size, "front");
-    svg += trace_view(trace, residue_colour, side, size + 20, 40, size, "side (turned 90\xC2\xB0)");
-    double ly = 60;
-    const double lx = 2 * size + 40;
-    svg += "<g font-size=\"12\">\n";
-    for (std::size_t g = 0; g < set.residues.size(); ++g) {
-      svg += "<circle cx=\"" + f1(lx + 6) + "\" cy=\"" + f1(ly - 4) + "\" r=\"6\" fill=\"" + set.colours[g] +
-             "\" stroke=\"#333\" stroke-width=\"0.6\"/>\n<text x=\"" + f1(lx + 18) + "\" y=\"" + f1(ly) + "\">" +
-             xml_escape(set.names[g] + " (" + std::to_string(set.residues[g].size()) + ")") + "</text>\n";
-      ly += 20;
-    }
-    svg += "<line x1=\"" + f1(lx) + "\" x2=\"" + f1(lx + 12) + "\" y1=\"" + f1(ly - 4) + "\" y2=\"" + f1(ly - 4) +
-           "\" stroke=\"#9AA3AD\" stroke-width=\"4\"/>\n<text x=\"" + f1(lx + 18) + "\" y=\"" + f1(ly) +
-           "\">other residues</text>\n</g>\n";
-    svg += "<text x=\"" + f1(lx) + "\" y=\"" + f1(ly + 30) + "\" font-size=\"11\" fill=\"#666\">" +
-           xml_escape(std::to_string(trace.size()) + " residues, CA trace") + "</text>\n";
+    svg += "<g font-size=\"12\">\n" + legend + "</g>\n";
+    svg += trace_view(trace, residue_colour, front, 10, top, size, "front");
+    svg += trace_view(trace, residue_colour, side, size + 20, top, size, "side (turned 90\xC2\xB0)");
+    svg += "<text x=\"10\" y=\"" + f1(top + size + 20) + "\" font-size=\"11\" fill=\"#666\">" +
+           xml_escape(std::to_string(trace.size()) + " residues, alpha-carbon trace along the principal axes; "
+                      "nearer parts are drawn wider and darker") +
+           "</text>\n";
   }
   svg += "</svg>\n";
   std::string page = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" + xml_escape(title) +

@@ -73,8 +73,11 @@ std::string base_of(const std::string& path) {
 
 bool run_tool(const std::string& program, const std::string& args, const std::string& script) {
   if (program.empty()) return false;
-  const std::string command = "cd " + shell_quote(dir_of(script)) + " && " + shell_quote(program) + " " + args + " " +
-                              shell_quote(base_of(script)) + " </dev/null >/dev/null 2>&1";
+  // The tool's own directory goes first on PATH: wrapper scripts such as
+  // Debian's pymol call "python3" and must find the one they came with.
+  const std::string command = "cd " + shell_quote(dir_of(script)) + " && PATH=" + shell_quote(dir_of(program)) +
+                              ":\"$PATH\" " + shell_quote(program) + " " + args + " " + shell_quote(base_of(script)) +
+                              " </dev/null >/dev/null 2>&1";
   return std::system(command.c_str()) == 0;
 }
 
