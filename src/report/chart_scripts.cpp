@@ -393,7 +393,8 @@ std::string r_script(const Chart& chart, const std::string& png) {
       s += "grid(col = \"#e0e0e0\")\n";
     }
     if (chart.legend && nseries > 1)
-      s += "par(xpd = TRUE)\nlegend(\"topright\", inset = c(-0.2, 0), legend = names, col = colours, lwd = 2, bty = \"n\")\n";
+      s += std::string("par(xpd = TRUE)\nlegend(\"topright\", inset = c(-0.2, 0), legend = names, ") +
+           (chart.type == "bar" ? "fill = colours, border = NA" : "col = colours, lwd = 2") + ", bty = \"n\")\n";
   }
   s += "invisible(dev.off())\n";
   return s;

@@ -224,3 +224,20 @@ TEST(ReportScripts, EachToolGetsItsDataAndQuotedNames) {
   EXPECT_NE(map.find("$cells << EOD\n1 0 1\n0 1 1\nEOD"), std::string::npos);
   EXPECT_EQ(gnuplot_palette_line({"#F5F5F5", "#EB8500"}), "set palette model RGB defined (0 '#F5F5F5',1 '#EB8500');\n");
 }
+
+TEST(ReportSvg, LongCurvesAreReducedToWhatThePixelsShow) {
+  Chart chart;
+  chart.type = "line";
+  for (int i = 0; i < 100000; ++i) chart.data.push_back({static_cast<double>(i), i == 54321 ? 50.0 : std::sin(i / 300.0)});
+  const std::string svg = render_svg(chart);
+  EXPECT_EQ(xml_problem(svg), "");
+  const std::size_t d = svg.find("<path d=\"");
+  const std::string path = svg.substr(d, svg.find('"', d + 9) - d);
+  EXPECT_LT(count(path, "L"), 4 * 720);      // at most four points a pixel column
+  EXPECT_GT(count(path, "L"), 720);
+  // the single spike survives: its y is the top of the plot area
+  double top = 1e9;
+  for (std::size_t at = path.find(' '); at != std::string::npos; at = path.find(' ', at + 1))
+    top = std::min(top, std::atof(path.c_str() + at + 1));
+  EXPECT_LT(top, 60);  // plot area starts at y = 40 (the default top margin)
+}
