@@ -19,6 +19,8 @@ constexpr const char* kFont = "DejaVu Sans, Helvetica, Arial, sans-serif";
 constexpr std::size_t kRasterCells = 20000;  // above: the cells become one PNG
 constexpr std::size_t kTooltipCells = 6000;  // above: no per-cell <title>
 constexpr std::size_t kRasterSide = 2000;    // largest side of that PNG
+// Smallest plot area: layout numbers below it would make charts unreadable.
+constexpr int kMinWidth = 600, kMinHeight = 340;
 
 std::string f2(double v) {
   char buffer[32];
@@ -286,8 +288,8 @@ int clamp_int(int v, int lo, int hi) { return std::max(lo, std::min(hi, v)); }
 Frame make_frame(const Chart& chart, double ytick_width, double xtick_width, double legend_width) {
   const ChartLayout& L = chart.layout;
   Frame f;
-  f.width = clamp_int(L.width, 360, 6000);
-  f.height = clamp_int(L.height, 240, 4000);
+  f.width = clamp_int(L.width, kMinWidth, 6000);
+  f.height = clamp_int(L.height, kMinHeight, 4000);
   const double a = std::fabs(L.angle) * M_PI / 180;
   const double xtick_height = xtick_width * std::sin(a) + kTick * std::cos(a);
   f.left = std::max<double>(L.left, ytick_width + 12 + (chart.ylabel.empty() ? 0 : kLabel + 14));
@@ -513,12 +515,11 @@ std::string xy_chart(const Chart& chart) {
 
 // Thinned category labels so that they do not overlap.
 std::vector<std::pair<double, std::string>> category_marks(const std::vector<std::string>& labels, double from,
-                                                           double step, double room, int angle) {
+                                                           double step, int angle) {
   std::vector<std::pair<double, std::string>> marks;
   if (labels.empty()) return marks;
   const double need = angle == 0 ? widest(labels, kTick) + 8 : kTick + 3;
   const std::size_t stride = std::max<std::size_t>(1, static_cast<std::size_t>(std::ceil(need / std::max(step, 1e-9))));
-  (void)room;
   for (std::size_t k = 0; k < labels.size(); k += stride) marks.emplace_back(from + (k + 0.5) * step, labels[k]);
   return marks;
 }
@@ -570,7 +571,7 @@ std::string bar_chart(const Chart& chart) {
   std::string out = svg_open(f);
   out += y_axis(y, f, true);
   const double band = f.width / std::max<std::size_t>(n, 1);
-  out += x_labels(category_marks(categories, f.left, band, f.width, chart.layout.angle), f, chart.layout.angle, false);
+  out += x_labels(category_marks(categories, f.left, band, chart.layout.angle), f, chart.layout.angle, false);
   const double inner = band * (n > 60 ? 0.9 : 0.78);
   const double bar = inner / std::max<std::size_t>(nseries, 1);
   const double base = ylog ? f.top + f.height : y.map(0, f.top + f.height, f.top);
@@ -652,6 +653,15 @@ std::string colour_bar(const Chart& chart, double lo, double hi, bool diverging,
   return out;
 }
 
+// Letter colour that stays readable on a cell: white on dark fills
+// (relative luminance, ITU-R BT.709 weights).
+const char* text_on(const std::string& fill) {
+  unsigned char rgb[3];
+  colour_rgb(fill, rgb);
+  const double luminance = 0.2126 * rgb[0] + 0.7152 * rgb[1] + 0.0722 * rgb[2];
+  return luminance < 110 ? " fill=\"#ffffff\"" : " fill=\"#222222\"";
+}
+
 std::string heatmap_chart(const Chart& chart) {
   const std::size_t rows = chart.data.size();
   std::size_t cols = 0;
@@ -695,15 +705,12 @@ std::string heatmap_chart(const Chart& chart) {
   legend_width = std::max(legend_width, text_width(chart.legend_title, kTick) + 24);
 
   // Cells stay square-ish and at least 1 px; the layout numbers give the plot size.
-  Chart sized = chart;
-  const Frame probe = make_frame(chart, 0, 0, 0);
-  (void)probe;
-  Frame f = make_frame(sized, widest(ynames, kTick) * (rows > 0), tick_extent(xnames, chart.layout.angle == 0 && widest(xnames, kTick) * cols > chart.layout.width ? -90 : chart.layout.angle), legend_width);
-  int angle = chart.layout.angle;
   // Column names wider than their cells stand upright.
-  if (angle == 0 && cols > 0 && widest(xnames, kTick) + 4 > f.width / cols && f.width / cols >= kTick + 2) angle = -90;
-  if (angle != chart.layout.angle) {
-    sized.layout.angle = angle;
+  Chart sized = chart;
+  int angle = chart.layout.angle;
+  Frame f = make_frame(sized, widest(ynames, kTick), tick_extent(xnames, angle), legend_width);
+  if (angle == 0 && cols > 0 && widest(xnames, kTick) + 4 > f.width / cols) {
+    angle = sized.layout.angle = -90;
     f = make_frame(sized, widest(ynames, kTick), tick_extent(xnames, angle), legend_width);
   }
   std::string out = svg_open(f);
@@ -742,11 +749,12 @@ std::string heatmap_chart(const Chart& chart) {
         else out += "/>\n";
         if (letters && v >= 0 && v < chart.value_labels.size())
           out += text_at(x0 + cw / 2, y0 + ch / 2 + std::min(ch, cw) * 0.3, chart.value_labels[static_cast<std::size_t>(v)],
-                         static_cast<int>(std::min(ch, cw) * 0.8), "middle", 0, " fill=\"#222\"");
+                         static_cast<int>(std::min(ch, cw) * 0.8), "middle", 0,
+                         text_on(colour_of(v)));
       }
   }
   out += "</g>\n";
-  out += x_labels(category_marks(xnames, f.left, cw, f.width, angle), f, angle, false);
+  out += x_labels(category_marks(xnames, f.left, cw, angle), f, angle, false);
   std::string yaxis = "<g class=\"y-axis\" font-size=\"" + std::to_string(kTick) + "\">\n";
   const double need = kTick + 2;
   const std::size_t stride = std::max<std::size_t>(1, static_cast<std::size_t>(std::ceil(need / std::max(ch, 1e-9))));

@@ -126,7 +126,7 @@ const char* kStyle =
     "nav ol{margin:4px 0;padding-left:22px}\nsection{background:#fff;border:1px solid #dde1e7;border-radius:6px;"
     "padding:14px 20px;margin:16px 0}\nsection h2{margin:0 0 6px;font-size:19px;color:#23395d}\n"
     ".caption{margin:4px 0 10px}\n.notes{margin:6px 0;padding-left:20px}\n"
-    ".figure{overflow-x:auto;margin:8px 0}\n.figure img{max-width:100%;border:1px solid #eee}\n"
+    ".figure{overflow-x:auto;margin:8px 0}\n.figure img{max-width:min(100%,800px);border:1px solid #eee}\n"
     ".kind-1 .figure{max-height:720px;overflow:auto}\n.files{font-size:13px;color:#555}\n"
     ".files a{margin-right:14px}\n.table{overflow-x:auto}\ntable.data,.table table{border-collapse:collapse;font-size:13px}\n"
     ".table td,table.data td,table.data th{border:1px solid #dde1e7;padding:2px 8px;text-align:right}\n"

@@ -35,8 +35,10 @@ std::string Javas<T>::write_mtx_in_javas(const std::string& type, T** m, int row
                                          const std::string& legend, const std::string& value_labels,
                                          const std::vector<int>& layout, const std::vector<int>& group) {
   set_param(rows_, cols_, layout);
-  // A tall alignment gets at least two pixels per sequence, within reason.
-  chart.layout.height = std::max(chart.layout.height, std::min(2 * rows, 1600));
+  // Room for a letter in each cell where the alignment is small, at least
+  // two pixels a sequence where it is tall; the report page scrolls it.
+  chart.layout.width = std::max(chart.layout.width, std::min(12 * cols, 6000));
+  chart.layout.height = std::max(chart.layout.height, std::min(std::max(14 * rows, 2 * rows), 1600));
   describe(type, {chart.title, xlabel, ylabel}, {}, {});
   const bool categorical = group.empty() || group[0] != 0;
   chart.value_labels.clear();

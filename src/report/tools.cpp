@@ -9,6 +9,10 @@
 
 namespace tevo {
 
+namespace {
+constexpr int kToolSeconds = 600;
+}  // namespace
+
 std::string find_tool(const std::string& name) {
   const char* path = std::getenv("PATH");
   if (!path || name.empty()) return "";
@@ -75,9 +79,13 @@ bool run_tool(const std::string& program, const std::string& args, const std::st
   if (program.empty()) return false;
   // The tool's own directory goes first on PATH: wrapper scripts such as
   // Debian's pymol call "python3" and must find the one they came with.
+  // A tool that hangs (a viewer waiting for a display) is stopped after
+  // kToolSeconds where coreutils' timeout is at hand.
+  const std::string limit = find_tool("timeout");
+  const std::string guard = limit.empty() ? "" : shell_quote(limit) + " " + std::to_string(kToolSeconds) + " ";
   const std::string command = "cd " + shell_quote(dir_of(script)) + " && PATH=" + shell_quote(dir_of(program)) +
-                              ":\"$PATH\" " + shell_quote(program) + " " + args + " " + shell_quote(base_of(script)) +
-                              " </dev/null >/dev/null 2>&1";
+                              ":\"$PATH\" " + guard + shell_quote(program) + " " + args + " " +
+                              shell_quote(base_of(script)) + " </dev/null >/dev/null 2>&1";
   return std::system(command.c_str()) == 0;
 }
 
