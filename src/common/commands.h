@@ -34,5 +34,7 @@ int stats_pearson();
 // Neural networks and swarm-trained models (cmd_learning.cpp)
 
 // Reports (cmd_report.cpp)
+int html();
+int plot();
 
 }  // namespace tevo

@@ -66,8 +66,8 @@ BrewMap g_brew_map = {
     {"nirecor", command_pending},
     {"nirecor_regression", command_pending},
     {"pross", command_pending},
-    {"plot", command_pending},
-    {"html", command_pending},
+    {"plot", plot},
+    {"html", html},
     {"about", about},
     {"usage", usage},
 };
