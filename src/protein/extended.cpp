@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cmath>
+#include <fstream>
 
 #include "protein/geometry.h"
 #include "protein/residues.h"
@@ -85,6 +86,33 @@ Chain<T> build_extended_chain(const std::string& seq, const std::string& chain_n
   chain.get_num_of_amino_acids();
   chain.get_num_of_atoms();
   return chain;
+}
+
+bool read_protein_fasta(const std::string& path, std::vector<std::string>& names,
+                        std::vector<std::string>& seqs, long& line) {
+  std::ifstream in(path);
+  if (!in) return false;
+  line = 0;
+  std::string text;
+  long lineno = 0;
+  while (std::getline(in, text)) {
+    ++lineno;
+    if (!text.empty() && text[0] == '>') {
+      names.push_back(text.substr(1));
+      seqs.emplace_back();
+      continue;
+    }
+    std::string letters;
+    for (char c : text)
+      if (!std::isspace(static_cast<unsigned char>(c))) letters += c;
+    if (letters.empty()) continue;
+    if (seqs.empty()) {
+      if (line == 0) line = lineno;
+      continue;
+    }
+    seqs.back() += letters;
+  }
+  return true;
 }
 
 template Chain<float> build_extended_chain<float>(const std::string&, const std::string&, int&, float,

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "protein/chain.h"
 
@@ -25,6 +26,13 @@ struct BackboneGeometry {
 template <typename T>
 Chain<T> build_extended_chain(const std::string& seq, const std::string& chain_name, int& bad,
                               T phi = 180, T psi = 180, T omega = 180);
+
+// Records of a protein FASTA file: ">" lines give names (without ">"),
+// the lines up to the next ">" are joined, blanks removed. Returns false if
+// the file cannot be opened; `line` gets the 1-based line of text found
+// before the first ">" (0 if none).
+bool read_protein_fasta(const std::string& path, std::vector<std::string>& names,
+                        std::vector<std::string>& seqs, long& line);
 
 extern template Chain<float> build_extended_chain<float>(const std::string&, const std::string&,
                                                          int&, float, float, float);

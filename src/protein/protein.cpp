@@ -111,7 +111,9 @@ bool parse_real(const char* b, const char* e, std::size_t pos, std::size_t len, 
   return *stop == '\0' && std::isfinite(out);
 }
 
-[[noreturn]] void bad_record(const std::string& path, long line, const std::string& what) {
+// `open_line`: the "PDB" word waits for its "done"; the error starts a new line.
+[[noreturn]] void bad_record(bool open_line, const std::string& path, long line, const std::string& what) {
+  if (open_line) std::printf("\n");
   print_info(path + " line " + std::to_string(line) + ": " + what, 9);
   std::fflush(stdout);
   std::exit(1);
@@ -166,8 +168,8 @@ void Protein<T>::read_pdb(const std::string& path, bool backbone, const std::str
     trim_range(b, e);
     const std::size_t len = e - b;
     if (len >= 4 && std::memcmp(b, "ATOM", 4) == 0) {
-      if (len < 21) bad_record(path, lineno, "ATOM record shorter than 21 characters");
-      if (len < 54) bad_record(path, lineno, "ATOM record ends before its coordinates (54 columns)");
+      if (len < 21) bad_record(verbose, path, lineno, "ATOM record shorter than 21 characters");
+      if (len < 54) bad_record(verbose, path, lineno, "ATOM record ends before its coordinates (54 columns)");
       const char chain_char = len > 21 ? b[21] : ' ';
       if (!chain.empty() && chain != std::string(1, chain_char)) continue;
       std::string name = field(b, e, 12, 4);
@@ -186,7 +188,7 @@ void Protein<T>::read_pdb(const std::string& path, bool backbone, const std::str
       double xyz[3];
       for (int a = 0; a < 3; ++a)
         if (!parse_real(b, e, 30 + 8 * a, 8, xyz[a]))
-          bad_record(path, lineno, std::string("non-numeric ") + "xyz"[a] + " coordinate \"" +
+          bad_record(verbose, path, lineno, std::string("non-numeric ") + "xyz"[a] + " coordinate \"" +
                                        field(b, e, 30 + 8 * a, 8) + "\"");
       double occupancy = 0;
       if (len > 59) {
