@@ -14,6 +14,10 @@ class Chain {
  public:
   // `add` (0 or 1) is added to every residue number when the chain is written.
   explicit Chain(bool add = false) : add_(add) {}
+  Chain(const Chain&) = default;
+  Chain& operator=(const Chain&) = default;
+  Chain(Chain&&) noexcept = default;
+  Chain& operator=(Chain&&) noexcept = default;
   virtual ~Chain() = default;
 
   void set_dirt_job(const std::string& dirt, const std::string& job) {

@@ -96,9 +96,40 @@ std::string field(const char* b, const char* e, std::size_t pos, std::size_t len
   return std::string(fb, fe);
 }
 
+const double kTens[10] = {1, 10, 100, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+
 // strtod over an 8-wide (or shorter) column; false unless the whole
 // non-blank text is one number.
 bool parse_real(const char* b, const char* e, std::size_t pos, std::size_t len, double& out) {
+  // Fast path for the usual "[-]ddd.ddd": integer digits over a power of ten
+  // is one correctly rounded division, so the value equals strtod's.
+  {
+    const char* p = b + pos;
+    const char* end = b + std::min<std::size_t>(e - b, pos + len);
+    while (p < end && *p == ' ') ++p;
+    bool neg = false;
+    if (p < end && (*p == '-' || *p == '+')) neg = *p++ == '-';
+    long long digits = 0;
+    int nd = 0, frac = -1;
+    for (; p < end && nd < 15; ++p) {
+      if (*p >= '0' && *p <= '9') {
+        digits = digits * 10 + (*p - '0');
+        ++nd;
+        if (frac >= 0) ++frac;
+      } else if (*p == '.' && frac < 0) {
+        frac = 0;
+      } else {
+        break;
+      }
+    }
+    const char* rest = p;
+    while (rest < end && *rest == ' ') ++rest;
+    if (nd > 0 && rest == end && frac <= 9) {
+      const double v = static_cast<double>(digits) / kTens[frac < 0 ? 0 : frac];
+      out = neg ? -v : v;
+      return true;
+    }
+  }
   char buf[32];
   const std::size_t size = e - b;
   const std::size_t n = pos >= size ? 0 : std::min(len, size - pos);
