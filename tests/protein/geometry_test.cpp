@@ -197,6 +197,67 @@ TEST(Geometry, ExtendedChainHasStandardGeometry) {
   EXPECT_EQ(build_extended_chain<double>("axg", "A", bad).amino_acids[1].name, "UNK");
 }
 
+TEST(Geometry, SinglePrecisionChainsFollowTheirTargets) {
+  int bad = 0;
+  Protein<float> p;
+  p.add_chain(build_extended_chain<float>("MKVLAGERTY", "A", bad));
+  p.tevo_create_all_protein_bonds(true);
+  p.get_all_aotm_coords();
+  p.tevo_update_all_torsional_angles(0);
+  for (int r = 1; r < 9; ++r) {
+    p.chains[0].amino_acids[r].bonds[0].target = -60;
+    p.chains[0].amino_acids[r].bonds[1].target = -45;
+  }
+  p.update_all_coords(0);
+  p.tevo_update_all_torsional_angles(0);
+  for (int r = 1; r < 9; ++r) {
+    // Eight chained rotations in float drift by some 1e-5 degrees.
+    EXPECT_NEAR(p.chains[0].amino_acids[r].bonds[0].angle, -60.0f, 2e-3f) << r;
+    EXPECT_NEAR(p.chains[0].amino_acids[r].bonds[1].angle, -45.0f, 2e-3f) << r;
+  }
+  // The atoms follow the protein's flat array; C-N stays 1.329 to float precision.
+  const auto& res = p.chains[0].amino_acids;
+  for (int r = 0; r + 1 < 10; ++r) {
+    const float* c = res[r].atoms[2].coord;
+    const float* n = res[r + 1].atoms[0].coord;
+    const float d = std::sqrt((c[0] - n[0]) * (c[0] - n[0]) + (c[1] - n[1]) * (c[1] - n[1]) +
+                              (c[2] - n[2]) * (c[2] - n[2]));
+    EXPECT_NEAR(d, 1.329f, 1e-4f);
+  }
+}
+
+TEST(Geometry, ProteinLevelGeometryStaysInsideItsChain) {
+  int bad = 0;
+  Protein<double> p;
+  p.add_chain(build_extended_chain<double>("ACDEF", "A", bad));
+  p.add_chain(build_extended_chain<double>("GHIKL", "B", bad));
+  p.tevo_create_all_protein_bonds(false);
+  p.get_all_aotm_coords();
+  EXPECT_EQ(p.chain_offset(1), 25);  // five residues of five atoms
+  p.tevo_update_all_torsional_angles();
+  const std::vector<double> before(p.coords(), p.coords() + 3 * 25);
+  p.chains[1].amino_acids[2].bonds[1].target = 75;
+  p.update_all_coords(1);
+  p.tevo_update_all_torsional_angles(1);
+  EXPECT_NEAR(p.chains[1].amino_acids[2].bonds[1].angle, 75.0, 1e-9);
+  for (int i = 0; i < 3 * 25; ++i) EXPECT_EQ(p.coords()[i], before[i]);  // chain A stays
+  const double* n4 = p.chains[1].amino_acids[3].atoms[0].coord;
+  EXPECT_EQ(n4[0], p.coords()[3 * (25 + 4 + 5 + 5)]);  // atoms mirror the flat array
+  // The distance mask marks only pairs across the rotated bond (chain B is
+  // the last chain, so everything before the split faces the moved atoms).
+  p.calc_atom_dist(true);
+  p.calc_atom_dist_mask(1, 1, 2);
+  const int n = p.get_num_of_atoms();
+  ASSERT_EQ(n, 49);
+  const int split = 25 + p.chains[1].amino_acids[2].bonds[1].atom3;
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) {
+      const bool across = (i <= split && j > split) || (j <= split && i > split);
+      EXPECT_EQ(p.distmask()[i * n + j] != 0, across) << i << "," << j;
+      EXPECT_NEAR(p.dist()[i * n + j], ref_dist(p.coords() + 3 * i, p.coords() + 3 * j), 1e-12);
+    }
+}
+
 TEST(Geometry, SetTorsionsReadBackAndRotationsCarryTheRest) {
   Protein<double> p = protein_of("ASKLVEDFGRTPWYQNMCHI");
   Chain<double>& ch = p.chains[0];

@@ -157,6 +157,9 @@ TEST(StructureCli, RealMultiChainRoundTripAndContacts) {
     EXPECT_EQ(std::get<1>(*g), std::get<1>(*w));
     EXPECT_NEAR(std::get<2>(*g), std::get<2>(*w), 5.1e-6);  // printed with five decimals
   }
+  // Two threads split the matrix rows: the list is the same.
+  ASSERT_EQ(box.run({"pdb_contact", "-pdb", shared("2hhb.ent"), "-jobname", "c2", "-threads", "2"}).status, 0);
+  EXPECT_EQ(box.read("tevo-output/c2/c2_residue_contact.csv"), box.read("tevo-output/c/c_residue_contact.csv"));
   EXPECT_NE(box.read("tevo-output/c/c.log").find("Contacts between pairwise residues (<7.50 &Aring;, "
                                                  "C<sub>&alpha;</sub>).\n\n"),
             std::string::npos);
