@@ -189,7 +189,9 @@ TEST(Geometry, ExtendedChainHasStandardGeometry) {
       EXPECT_NEAR(angle_gap(ch.amino_acids[r].bonds[2].angle, 180), 0, 1e-3);  // omega
       EXPECT_NEAR(angle_gap(ref_dihedral(O, C, N1, CA1), 0), 0, 1e-3);  // O cis to next CA
     }
-    if (r > 0) EXPECT_NEAR(angle_gap(ch.amino_acids[r].bonds[0].angle, 180), 0, 1e-3);  // phi
+    if (r > 0) {
+      EXPECT_NEAR(angle_gap(ch.amino_acids[r].bonds[0].angle, 180), 0, 1e-3);  // phi
+    }
   }
   int bad = 0;
   EXPECT_EQ(build_extended_chain<double>("ACZ", "A", bad).amino_acids.size(), 0u);
@@ -301,11 +303,14 @@ TEST(Geometry, SetTorsionsReadBackAndRotationsCarryTheRest) {
   ch.tevo_update_all_torsional_angles();
   for (int r = 0; r < 20; ++r)
     for (int b = 0; b < ch.amino_acids[r].num_bonds; ++b)
-      if (ch.amino_acids[r].bonds[b].type)
+      if (ch.amino_acids[r].bonds[b].type) {
         EXPECT_NEAR(angle_gap(ch.amino_acids[r].bonds[b].angle, want[r][b]), 0, 1e-7) << r << "/" << b;
+      }
   for (int r = 0; r < 20; ++r) {
     EXPECT_NEAR(ref_dist(atom_xyz(ch, r, "N"), atom_xyz(ch, r, "CA")), 1.458, 1e-9);
-    if (r + 1 < 20) EXPECT_NEAR(ref_dist(atom_xyz(ch, r, "C"), atom_xyz(ch, r + 1, "N")), 1.329, 1e-9);
+    if (r + 1 < 20) {
+      EXPECT_NEAR(ref_dist(atom_xyz(ch, r, "C"), atom_xyz(ch, r + 1, "N")), 1.329, 1e-9);
+    }
   }
 
   // Target equal to angle moves nothing; the last bond of the chain moves nothing.

@@ -210,7 +210,7 @@ TEST(StructureCli, BadPdbInputStopsWithTheLine) {
     EXPECT_EQ(run.status, 1) << c.name;
     EXPECT_NE(run.out.find("-- PDB \n-- Error: " + path + " " + c.message + "\n"), std::string::npos) << run.out;
   }
-  for (const std::string text : {std::string(""), std::string("HETATM    1  O   HOH A   1      1.000   1.000   1.000\nEND\n")}) {
+  for (const std::string& text : {std::string(""), std::string("HETATM    1  O   HOH A   1      1.000   1.000   1.000\nEND\n")}) {
     const auto run = box.run({"pdb_parser", "-pdb", box.write("nothing.pdb", text), "-type", "1", "-jobname", "e"});
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.out.find("-- no chain found!"), std::string::npos);
