@@ -20,6 +20,9 @@ int fold();
 // Sequencing reads (cmd_reads.cpp)
 
 // Protein structure (cmd_structure.cpp)
+int pdb_parser();
+int pdb_contact();
+int fasta2pdb();
 
 // Folding and dynamics (cmd_folding.cpp)
 
