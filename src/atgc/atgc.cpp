@@ -270,16 +270,17 @@ void ATGC<T>::read_fastx() {
   const std::uint64_t file_size =
       stat(file_name.c_str(), &info) == 0 ? static_cast<std::uint64_t>(info.st_size) : 0;
 
-  // Skip leading line ends; the first other byte decides the kind.
-  const char* line = nullptr;
-  std::size_t length = 0;
-  while (in.peek() == '\n' || in.peek() == '\r') in.next(line, length);
-  const int first = in.peek();
+  // Leading line ends are skipped; the first other byte decides the kind.
+  const int first = [&] {
+    const char* line = nullptr;
+    std::size_t length = 0;
+    while (in.peek() == '\n' || in.peek() == '\r') in.next(line, length);
+    return in.peek();
+  }();
   if (first != '@' && first != '>') {
     print_info(file_name, 5);
     if (first < 0) reads_fail(file_name + ": the file holds no reads");
-    reads_fail(file_name + " line " + std::to_string(in.line_number() + 1) +
-               ": a FASTQ record must begin with \"@\" (a FASTA record with \">\")");
+    fastx_kind(in);  // names the line
   }
   file_kind = static_cast<char>(first);
 
@@ -297,7 +298,7 @@ void ATGC<T>::read_fastx() {
     reads_fail("out of memory while loading " + file_name);
   track_memory(static_cast<std::int64_t>(read_capacity * 12 + packed_capacity));
 
-  print_text("Loading " + file_name, kPlain, ' ');
+  std::printf("-- Loading %s", file_name.c_str());
   std::fflush(stdout);
   n_reads = 0;
   total_bases = 0;
@@ -371,7 +372,7 @@ void ATGC<T>::read_fastx() {
     total_bases += n;
     ++n_reads;
   }
-  print_text("completed!", kPlain, '\n');
+  std::printf(" completed!\n");
   std::printf("Total reads with > 50%% N's = %i, %i\n", static_cast<int>(bad_reads),
               static_cast<int>(n_reads));
   std::printf("-- Used %lluMB and %.2fs to load %s.\n",
@@ -398,9 +399,10 @@ void ATGC<T>::write_fastx(const std::string& file) {
     text.assign(record.sequence.size(), 'N');
     const int len = read_length[r];
     for (std::size_t i = 0; i < record.sequence.size(); ++i) {
-      const unsigned char c = kTables.upper[static_cast<unsigned char>(record.sequence[i])];
+      const unsigned char raw = static_cast<unsigned char>(record.sequence[i]);
       // Letters that were not bases, and reads set aside as bad, keep their text.
-      text[i] = (len < 0 || kTables.pack[c] > 3) ? static_cast<char>(c) : "ACGT"[packed_base(r, static_cast<int>(i))];
+      text[i] = (len < 0 || kTables.pack[raw] > 3) ? static_cast<char>(kTables.upper[raw])
+                                                   : "ACGT"[packed_base(r, static_cast<int>(i))];
     }
     out.put('>');
     out.write(record.header.data() + 1, record.header.size() - 1);

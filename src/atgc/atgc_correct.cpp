@@ -23,7 +23,7 @@ constexpr double kCorrect = 0.99;  // per-base chance that a call is right
 constexpr double kError = 0.01;
 // A key that finds no slot within this many probes is dropped: the table is
 // sized from the genome length and can be far smaller than the witness set.
-constexpr std::uint64_t kMaxProbes = 64;
+constexpr std::uint64_t kMaxProbes = 16;
 
 double seconds_since(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -15,10 +15,13 @@ std::string where(const LineReader& in, std::uint64_t line) {
 }  // namespace
 
 char fastx_kind(LineReader& in) {
+  const char* line = nullptr;
+  std::size_t length = 0;
+  while (in.peek() == '\n' || in.peek() == '\r') in.next(line, length);
   const int first = in.peek();
   if (first < 0) return 0;
   if (first == '@' || first == '>') return static_cast<char>(first);
-  reads_fail(where(in, 1) + "a FASTQ record must begin with \"@\" (a FASTA record with \">\")");
+  reads_fail(where(in, in.line_number() + 1) + "a FASTQ record must begin with \"@\" (a FASTA record with \">\")");
 }
 
 bool FastxWalker::next(FastxRecord& record) {
