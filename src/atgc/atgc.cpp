@@ -28,7 +28,7 @@ struct BaseTables {
     for (int c = 0; c < 256; ++c) {
       upper[c] = static_cast<unsigned char>(c >= 'a' && c <= 'z' ? c - 32 : c);
       const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-      code[c] = (letter || c == '.' || c == '-' || c == '*') ? 4 : 5;
+      code[c] = (letter || c == '.' || c == '-' || c == '*') ? 4 : 12;  // 12: invalid, counted at 4
       pack[c] = 4;
     }
     const char* order = "ATCG";
@@ -108,6 +108,50 @@ bool ATGC<T>::quality_converter(const char* quality, std::size_t n) {
   return true;
 }
 
+namespace {
+
+// Position counting of the line loader: upper-casing runs as its own
+// (vectorised) pass; the base totals are summed from the positions later.
+// Returns false if a character is not a letter, ".", "-" or "*".
+bool count_positions(char* sequence, std::size_t n, std::uint64_t* at) {
+  auto* s = reinterpret_cast<unsigned char*>(sequence);
+  unsigned char lower = 0;
+  for (std::size_t i = 0; i < n; ++i) lower |= static_cast<unsigned char>(s[i] >= 'a' && s[i] <= 'z');
+  if (lower)
+    for (std::size_t i = 0; i < n; ++i) s[i] = static_cast<unsigned char>(s[i] - ((s[i] >= 'a' && s[i] <= 'z') ? 32 : 0));
+  unsigned invalid = 0;
+  const unsigned char* code = kTables.code;
+  for (std::size_t i = 0; i < n; ++i) {
+    const unsigned k = code[s[i]];
+    invalid |= k & 8u;
+    at[i * 5 + (k & 7u)] += 1;
+  }
+  return invalid == 0;
+}
+
+// Quality counting of the line loader: the range check runs as a separate
+// min/max pass, and four histogram lanes keep repeated scores independent.
+bool count_qualities(const char* q, std::size_t n, std::uint64_t (*lanes)[128]) {
+  const auto* s = reinterpret_cast<const unsigned char*>(q);
+  unsigned char low = 255, high = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    low = s[i] < low ? s[i] : low;
+    high = s[i] > high ? s[i] : high;
+  }
+  if (n > 0 && (low < 33 || high > 126)) return false;
+  std::size_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    ++lanes[0][s[i]];
+    ++lanes[1][s[i + 1]];
+    ++lanes[2][s[i + 2]];
+    ++lanes[3][s[i + 3]];
+  }
+  for (; i < n; ++i) ++lanes[0][s[i]];
+  return true;
+}
+
+}  // namespace
+
 template <typename T>
 void ATGC<T>::guess_phred() {
   phred = (highest_quality >= 75 && lowest_quality >= 59) ? 64 : 33;
@@ -117,16 +161,27 @@ template <typename T>
 bool ATGC<T>::base_typ_counter(char* sequence, std::size_t n) {
   if (position_counts.size() < n * 5) position_counts.resize(n * 5, 0);
   std::uint64_t* at = position_counts.data();
-  std::uint64_t counts[6] = {0, 0, 0, 0, 0, 0};
-  for (std::size_t i = 0; i < n; ++i) {
-    const unsigned char c = static_cast<unsigned char>(sequence[i]);
+  // Four lanes of totals so that runs of one base do not wait on one counter.
+  std::uint64_t lanes[4][8] = {};
+  std::size_t i = 0;
+  const auto one = [&](std::size_t j, std::uint64_t* lane) {
+    const unsigned char c = static_cast<unsigned char>(sequence[j]);
     const unsigned k = kTables.code[c];
-    sequence[i] = static_cast<char>(kTables.upper[c]);
-    ++counts[k];
-    at[i * 5 + (k > 4 ? 4 : k)] += (k <= 4);
+    const unsigned slot = k > 4 ? 4 : k;
+    sequence[j] = static_cast<char>(kTables.upper[c]);
+    ++lane[k];
+    ++at[j * 5 + slot];
+  };
+  for (; i + 4 <= n; i += 4) {
+    one(i, lanes[0]);
+    one(i + 1, lanes[1]);
+    one(i + 2, lanes[2]);
+    one(i + 3, lanes[3]);
   }
-  for (int k = 0; k < 5; ++k) base_counts[k] += counts[k];
-  return counts[5] == 0;
+  for (; i < n; ++i) one(i, lanes[0]);
+  for (int k = 0; k < 5; ++k) base_counts[k] += lanes[0][k] + lanes[1][k] + lanes[2][k] + lanes[3][k];
+  const std::uint64_t invalid = lanes[0][5] + lanes[1][5] + lanes[2][5] + lanes[3][5];
+  return invalid == 0;  // a read with a non-base character ends the load
 }
 
 template <typename T>
@@ -142,15 +197,20 @@ void ATGC<T>::read_fastx(const std::string& file) {
     print_info("the reads of " + file + " are FASTA: only FASTQ records are counted", 11);
     return;
   }
+  if (quality_hist.size() < 127) quality_hist.resize(127, 0);
+  const std::vector<std::uint64_t> positions_before(position_counts);
   FastxWalker walk(in, '@', false);
   FastxRecord record;
+  std::vector<std::uint64_t> lane_store(4 * 128, 0);
+  auto* lanes = reinterpret_cast<std::uint64_t(*)[128]>(lane_store.data());
   while (walk.next(record)) {
     ++n_reads;
     const std::size_t n = record.sequence.size();
-    if (!base_typ_counter(record.sequence))
+    if (position_counts.size() < n * 5) position_counts.resize(n * 5, 0);
+    if (!count_positions(&record.sequence[0], n, position_counts.data()))
       reads_fail(file + " line " + std::to_string(record.line + 1) +
                  ": the sequence holds a character that is not a base");
-    if (!quality_converter(record.quality))
+    if (!count_qualities(record.quality.data(), record.quality.size(), lanes))
       reads_fail(file + " line " + std::to_string(record.line + 3) +
                  ": a quality character lies outside \"!\" to \"~\"");
     n_bases += n;
@@ -158,6 +218,16 @@ void ATGC<T>::read_fastx(const std::string& file) {
     min_len = std::min(min_len, len);
     max_len = std::max(max_len, len);
     reads.emplace_back(std::move(record.sequence));
+  }
+  for (std::size_t i = 0; i < position_counts.size(); ++i)
+    base_counts[i % 5] += position_counts[i] - (i < positions_before.size() ? positions_before[i] : 0);
+  // Fold the lanes into the histogram and its lowest and highest characters.
+  for (int c = 33; c < 127; ++c) {
+    const std::uint64_t count = lanes[0][c] + lanes[1][c] + lanes[2][c] + lanes[3][c];
+    if (count == 0) continue;
+    quality_hist[c] += count;
+    lowest_quality = std::min<std::int64_t>(lowest_quality, c);
+    highest_quality = std::max<std::int64_t>(highest_quality, c);
   }
 }
 
