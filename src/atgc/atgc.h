@@ -55,6 +55,8 @@ class ATGC {
   double calc_incorrect_number(int witness_len, int read_len);
   void calc_witness_len(std::uint64_t reads, std::int64_t& low, std::int64_t& high);
   void calc_threshold(std::uint64_t reads, int witness_len);
+  // The threshold calc_threshold stores, for `reads` sharing one table.
+  std::int64_t threshold_for(std::uint64_t reads, int witness_len) const;
   // Counts witnesses of `witness_bits` / 2 bases over reads [first, last).
   void calc_witness_counter(std::uint64_t first, std::uint64_t last, int witness_bits);
   // One correcting pass; returns changed-after, changed-before and ambiguous counts.

@@ -159,3 +159,30 @@ TEST(Corrector, LowersTheErrorRateOfSimulatedReads) {
   EXPECT_LT(after * 4, before) << before << " -> " << after;
   std::printf("errors %llu -> %llu\n", static_cast<unsigned long long>(before), static_cast<unsigned long long>(after));
 }
+
+TEST(Corrector, ManyBatchesGiveTheSameResultOnOneAndTwoThreads) {
+  reads_test::TempDir dir;
+  const auto sim = reads_test::simulate(5000, 2000, 100, 0.01, 9);  // coverage 2000 of 100: 28 batches
+  const std::string file = dir.write("many.fq", sim.fastq());
+  std::string first;
+  for (int threads : {1, 2}) {
+    omp_set_num_threads(threads);
+    ATGC<double> a(dir.path(), "job");
+    a.init();
+    testing::internal::CaptureStdout();
+    a.error_correct(file);
+    const std::string console = testing::internal::GetCapturedStdout();
+    EXPECT_NE(console.find("-- and coverage (total_base[200000]/genome_length[100]) = 2000 ... \n"),
+              std::string::npos);
+    // Four lines per pass, ten passes per batch.
+    std::size_t lines = 0;
+    for (std::size_t at = console.find("Number of changed positions\t\t"); at != std::string::npos;
+         at = console.find("Number of changed positions\t\t", at + 1))
+      ++lines;
+    EXPECT_EQ(lines, 28u * 10u);
+    const std::string out = dir.read("many.fq_corrected.fasta");
+    if (threads == 1) first = out + console.substr(console.find("-- Got"));
+    else EXPECT_EQ(out + console.substr(console.find("-- Got")), first);
+  }
+  omp_set_num_threads(2);
+}
