@@ -110,24 +110,81 @@ bool ATGC<T>::quality_converter(const char* quality, std::size_t n) {
 
 namespace {
 
-// Position counting of the line loader: upper-casing runs as its own
-// (vectorised) pass; the base totals are summed from the positions later.
-// Returns false if a character is not a letter, ".", "-" or "*".
-bool count_positions(char* sequence, std::size_t n, std::uint64_t* at) {
-  auto* s = reinterpret_cast<unsigned char*>(sequence);
-  unsigned char lower = 0;
-  for (std::size_t i = 0; i < n; ++i) lower |= static_cast<unsigned char>(s[i] >= 'a' && s[i] <= 'z');
-  if (lower)
-    for (std::size_t i = 0; i < n; ++i) s[i] = static_cast<unsigned char>(s[i] - ((s[i] >= 'a' && s[i] <= 'z') ? 32 : 0));
-  unsigned invalid = 0;
-  const unsigned char* code = kTables.code;
-  for (std::size_t i = 0; i < n; ++i) {
-    const unsigned k = code[s[i]];
-    invalid |= k & 8u;
-    at[i * 5 + (k & 7u)] += 1;
+// Position counting of the line loader, column-wise: per position, 16-bit
+// counts of A, T, C, G and of the reads reaching it, which the compiler turns
+// into vector compares. flush() folds them into the 64-bit table (five
+// counters a position) before a 16-bit count can overflow; N and the other
+// letters are the reads reaching a position less its A, T, C and G.
+class PositionCounter {
+ public:
+  // Upper-cases in place; false if a character is not a letter, ".", "-" or "*".
+  bool add(char* sequence, std::size_t n, std::vector<std::uint64_t>& table) {
+    if (pending_ == 0xffff) flush(table);
+    ++pending_;
+    if (a_.size() < n) {
+      for (auto* column : {&a_, &t_, &c_, &g_, &cover_}) column->resize(n, 0);
+    }
+    auto* s = reinterpret_cast<unsigned char*>(sequence);
+    std::uint16_t* a = a_.data();
+    std::uint16_t* t = t_.data();
+    std::uint16_t* c = c_.data();
+    std::uint16_t* g = g_.data();
+    std::uint16_t* cover = cover_.data();
+    const bool good = upper_case(s, static_cast<int>(n));
+    tally(s, static_cast<int>(n), a, t, c, g, cover);
+    return good;
   }
-  return invalid == 0;
-}
+
+  void flush(std::vector<std::uint64_t>& table) {
+    const std::size_t width = a_.size();
+    if (table.size() < width * 5) table.resize(width * 5, 0);
+    for (std::size_t i = 0; i < width; ++i) {
+      const std::uint64_t known = std::uint64_t{a_[i]} + t_[i] + c_[i] + g_[i];
+      table[i * 5 + 0] += a_[i];
+      table[i * 5 + 1] += t_[i];
+      table[i * 5 + 2] += c_[i];
+      table[i * 5 + 3] += g_[i];
+      table[i * 5 + 4] += cover_[i] - known;
+      a_[i] = t_[i] = c_[i] = g_[i] = cover_[i] = 0;
+    }
+    pending_ = 0;
+  }
+
+ private:
+  // Upper-cases; true when every character is a letter, ".", "-" or "*".
+  // The common all-letters case is two vector passes; the rest is checked slowly.
+  static bool upper_case(unsigned char* __restrict s, int n) {
+    unsigned char outside = 0;
+    for (int i = 0; i < n; ++i) {
+      const unsigned char x0 = s[i];
+      const unsigned char lower = static_cast<unsigned char>(static_cast<unsigned char>(x0 - 'a') < 26);
+      const unsigned char x = static_cast<unsigned char>(x0 - static_cast<unsigned char>(lower << 5));
+      s[i] = x;
+      outside = static_cast<unsigned char>(outside | static_cast<unsigned char>(static_cast<unsigned char>(x - 'A') >= 26));
+    }
+    if (outside == 0) return true;
+    for (int i = 0; i < n; ++i) {
+      const unsigned char x = s[i];
+      if (static_cast<unsigned char>(x - 'A') >= 26 && x != '.' && x != '-' && x != '*') return false;
+    }
+    return true;
+  }
+  static void tally(const unsigned char* __restrict s, int n, std::uint16_t* __restrict a,
+                    std::uint16_t* __restrict t, std::uint16_t* __restrict c, std::uint16_t* __restrict g,
+                    std::uint16_t* __restrict cover) {
+    for (int i = 0; i < n; ++i) {
+      const unsigned char x = s[i];
+      a[i] = static_cast<std::uint16_t>(a[i] + (x == 'A'));
+      t[i] = static_cast<std::uint16_t>(t[i] + (x == 'T'));
+      c[i] = static_cast<std::uint16_t>(c[i] + (x == 'C'));
+      g[i] = static_cast<std::uint16_t>(g[i] + (x == 'G'));
+      cover[i] = static_cast<std::uint16_t>(cover[i] + 1);
+    }
+  }
+
+  std::vector<std::uint16_t> a_, t_, c_, g_, cover_;  // [longest read so far]
+  std::uint32_t pending_ = 0;                          // reads since the last flush
+};
 
 // Quality counting of the line loader: the range check runs as a separate
 // min/max pass, and four histogram lanes keep repeated scores independent.
@@ -201,13 +258,13 @@ void ATGC<T>::read_fastx(const std::string& file) {
   const std::vector<std::uint64_t> positions_before(position_counts);
   FastxWalker walk(in, '@', false);
   FastxRecord record;
+  PositionCounter positions;
   std::vector<std::uint64_t> lane_store(4 * 128, 0);
   auto* lanes = reinterpret_cast<std::uint64_t(*)[128]>(lane_store.data());
   while (walk.next(record)) {
     ++n_reads;
     const std::size_t n = record.sequence.size();
-    if (position_counts.size() < n * 5) position_counts.resize(n * 5, 0);
-    if (!count_positions(&record.sequence[0], n, position_counts.data()))
+    if (!positions.add(&record.sequence[0], n, position_counts))
       reads_fail(file + " line " + std::to_string(record.line + 1) +
                  ": the sequence holds a character that is not a base");
     if (!count_qualities(record.quality.data(), record.quality.size(), lanes))
@@ -219,6 +276,7 @@ void ATGC<T>::read_fastx(const std::string& file) {
     max_len = std::max(max_len, len);
     reads.emplace_back(std::move(record.sequence));
   }
+  positions.flush(position_counts);
   for (std::size_t i = 0; i < position_counts.size(); ++i)
     base_counts[i % 5] += position_counts[i] - (i < positions_before.size() ? positions_before[i] : 0);
   // Fold the lanes into the histogram and its lowest and highest characters.

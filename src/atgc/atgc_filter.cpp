@@ -1,6 +1,9 @@
 // The three read filters over (gzip) FASTQ: ambiguous bases, quality, and
 // trimming of low-quality 3' ends. Each writes a gzip FASTQ.
+#include <glog/logging.h>
+
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 
@@ -54,9 +57,11 @@ std::int64_t count_n(const std::vector<char>& sequence) {
   return std::count_if(sequence.begin(), sequence.end(), [](char c) { return c == 'N' || c == 'n'; });
 }
 
-void placed(const std::string& output) {
+void placed(const std::string& output, std::chrono::steady_clock::time_point start) {
   print_text("Placed the trimed file at:");
   print_text(output);
+  LOG(INFO) << "Wrote " << output << " in "
+            << std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() << " seconds.";
 }
 
 OutputFile* open_gzip(const std::string& output) {
@@ -69,17 +74,19 @@ OutputFile* open_gzip(const std::string& output) {
 
 template <typename T>
 void ATGC<T>::read_filter(const std::string& input, const std::string& output, int n) {
+  const auto start = std::chrono::steady_clock::now();
   Lines lines;
   load_fastq_lines(lines, input);
   std::unique_ptr<OutputFile> out(open_gzip(output));
   for (std::size_t i = 0; i < lines.size(); i += 4)
     if (count_n(lines[i + 1]) <= n) write_record(*out, lines, i, lines[i + 1].size());
   out->commit();
-  placed(output);
+  placed(output, start);
 }
 
 template <typename T>
 void ATGC<T>::read_quality(const std::string& input, const std::string& output, int n) {
+  const auto start = std::chrono::steady_clock::now();
   Lines lines;
   load_fastq_lines(lines, input);
   init();
@@ -100,11 +107,12 @@ void ATGC<T>::read_quality(const std::string& input, const std::string& output, 
     if (good && count_n(lines[i + 1]) <= n) write_record(*out, lines, i, q.size());
   }
   out->commit();
-  placed(output);
+  placed(output, start);
 }
 
 template <typename T>
 void ATGC<T>::read_trim(const std::string& input, const std::string& output, int n) {
+  const auto start = std::chrono::steady_clock::now();
   Lines lines;
   load_fastq_lines(lines, input);
   init();
@@ -121,7 +129,7 @@ void ATGC<T>::read_trim(const std::string& input, const std::string& output, int
     if (keep > 0) write_record(*out, lines, i, keep);
   }
   out->commit();
-  placed(output);
+  placed(output, start);
 }
 
 template class ATGC<float>;
