@@ -92,19 +92,18 @@ void ATGC<T>::init() {
 template <typename T>
 bool ATGC<T>::quality_converter(const char* quality, std::size_t n) {
   if (quality_hist.size() < 127) quality_hist.resize(127, 0);
+  if (n == 0) return true;
+  const auto* s = reinterpret_cast<const unsigned char*>(quality);
+  unsigned char low = 255, high = 0;
+  for (std::size_t i = 0; i < n; ++i) {  // a separate pass, so it vectorises
+    low = s[i] < low ? s[i] : low;
+    high = s[i] > high ? s[i] : high;
+  }
+  if (low < 33 || high > 126) return false;
   std::uint64_t* hist = quality_hist.data();
-  int low = 127, high = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const int c = static_cast<unsigned char>(quality[i]);
-    if (c < 33 || c > 126) return false;
-    ++hist[c];
-    low = c < low ? c : low;
-    high = c > high ? c : high;
-  }
-  if (n > 0) {
-    lowest_quality = std::min<std::int64_t>(lowest_quality, low);
-    highest_quality = std::max<std::int64_t>(highest_quality, high);
-  }
+  for (std::size_t i = 0; i < n; ++i) ++hist[s[i]];
+  lowest_quality = std::min<std::int64_t>(lowest_quality, low);
+  highest_quality = std::max<std::int64_t>(highest_quality, high);
   return true;
 }
 
