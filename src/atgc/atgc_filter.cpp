@@ -27,6 +27,8 @@ void load_fastq_lines(Lines& lines, const std::string& input) {
     std::exit(1);
   }
   while (!lines.empty() && lines.back().empty()) lines.pop_back();
+  if (!lines.empty() && (lines[0].empty() || lines[0][0] != '@'))
+    reads_fail(input + " line 1: a FASTQ record must begin with \"@\"");
   if (lines.size() % 4 != 0)
     reads_fail(input + " line " + std::to_string(lines.size()) + ": the last record is cut short");
   for (std::size_t i = 0; i < lines.size(); i += 4) {
