@@ -2,7 +2,9 @@
 # Read commands on a simulated 5 Mbp genome with 2 million 150 bp reads
 # (1% substitutions, qualities falling along the read; fixed seed).
 # Prints wall and CPU seconds and peak memory; best wall of three runs where repeated.
+# Usage: bench/reads.sh [stats] [filter] [correct]   (no argument: all three)
 set -euo pipefail
+parts=" ${*:-stats filter correct} "
 here=$(cd "$(dirname "$0")" && pwd)
 tevo=${TEVO:-$(dirname "$here")/build/src/tevo}
 out=$here/out
@@ -34,6 +36,7 @@ best() {
 
 echo "== input: $(basename "$out")/reads.fq, $bytes bytes, $bases bases; load $(cut -d' ' -f1-3 /proc/loadavg)"
 
+if [[ $parts == *" stats "* ]]; then
 best "tevo atgc_stats (plain)" 3 "$tevo" atgc_stats -fastx reads.fq -jobname bench_stats
 tevo_wall=$last_wall
 awk -v mb="$last_mb" -v b=$bases 'BEGIN{printf "   peak memory / bases = %.2f\n", mb * 1048576 / b}'
@@ -46,12 +49,18 @@ if command -v seqkit > /dev/null; then
   awk -v a="$tevo_wall" -v b="$last_wall" 'BEGIN{printf "   speed-up over seqkit: %.2fx\n", b / a}'
 fi
 
+fi
+
+if [[ $parts == *" filter "* ]]; then
 best "zcat | gzip -1 round trip" 1 sh -c "zcat reads.fq.gz | gzip -1 > roundtrip.gz"
 trip=$last_wall
 best "tevo read_filter (three stages)" 1 "$tevo" read_filter -fastx reads.fq.gz -n 0 -jobname bench_filter
 grep -o "Wrote .*tevo_[a-z]*.fastq.gz in [0-9.]* seconds" run.err | sed 's/Wrote .*\/\(tevo_[a-z]*.fastq.gz\)/\1/' |
   awk -v t="$trip" '{printf "   stage %-24s %6.2f s = %.2fx the round trip\n", $1, $3, $3 / t}'
 
+fi
+
+if [[ $parts == *" correct "* ]]; then
 for threads in 1 2; do
   best "tevo atgc_correct -threads $threads" 1 "$tevo" atgc_correct -fastx reads.fq -threads "$threads" -jobname "bench_correct_$threads"
   eval "correct_$threads=$last_wall"
@@ -60,3 +69,4 @@ for threads in 1 2; do
     echo "   corrected reads identical to the 1-thread run"
 done
 awk -v a="$correct_1" -v b="$correct_2" 'BEGIN{printf "   correction speed-up 2 threads: %.2fx\n", a / b}'
+fi
