@@ -18,6 +18,14 @@ int mcmc();
 int fold();
 
 // Sequencing reads (cmd_reads.cpp)
+int sff2fastq();
+int atgc_stats();
+int atgc_quality();
+int read_filter();
+int atgc_correct();
+int kmer_generator();
+int kmer_counter();
+int atgc_dna2aa();
 
 // Protein structure (cmd_structure.cpp)
 int pdb_parser();
