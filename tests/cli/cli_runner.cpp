@@ -7,7 +7,7 @@
 #include <boost/filesystem.hpp>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
+#include <cctype>
 #include <sstream>
 
 namespace fs = boost::filesystem;
@@ -31,9 +31,22 @@ std::string slurp(const std::string& path) {
 
 }  // namespace
 
+// Drops colour sequences: ESC "[" digits and ";" up to the final "m".
 std::string strip_ansi(const std::string& text) {
-  static const std::regex ansi("\x1b\\[[0-9;]*m");
-  return std::regex_replace(text, ansi, "");
+  std::string plain;
+  plain.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\x1b' && i + 1 < text.size() && text[i + 1] == '[') {
+      std::size_t end = i + 2;
+      while (end < text.size() && (std::isdigit(static_cast<unsigned char>(text[end])) || text[end] == ';')) ++end;
+      if (end < text.size() && text[end] == 'm') {
+        i = end;
+        continue;
+      }
+    }
+    plain += text[i];
+  }
+  return plain;
 }
 
 std::string test_data(const std::string& relative) { return std::string(TEVO_TEST_DATA) + "/" + relative; }
