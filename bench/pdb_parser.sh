@@ -4,7 +4,7 @@
 # every run). Usage: bench/pdb_parser.sh [path/to/tevo]
 set -euo pipefail
 here="$(cd "$(dirname "$0")" && pwd)"
-tevo="${1:-$here/../build/src/tevo}"
+tevo="$(realpath "${1:-$here/../build/src/tevo}")"
 src="${TEVO_SHARED_DATA:-$here/../../shared/data}/structures/single/4JSV.pdb"
 out="$here/out/pdb"
 mkdir -p "$out"

@@ -11,14 +11,14 @@
 #include <string>
 
 #include "util/console.h"
+#include "util/numeric.h"  // kParallelMin, vec_copy, vec_add, vec_sub, vec_scale
 
 namespace tevo {
 
 namespace {
 
-// Below this length a parallel region costs more than it saves.
-constexpr int kParallelMin = 4096;
-
+// Sums in double whatever T is (vec_dot_prod sums in T), so single-precision
+// runs keep their inner products accurate over long vectors.
 template <typename T>
 T dot(const T* a, const T* b, int n) {
   if (n <= 5) {
@@ -35,34 +35,6 @@ T dot(const T* a, const T* b, int n) {
 template <typename T>
 T norm(const T* a, int n) {
   return std::sqrt(dot(a, a, n));
-}
-
-// dst = a * alpha
-template <typename T>
-void copy(T* dst, const T* a, int n, T alpha = 1) {
-#pragma omp parallel for schedule(static) if (n >= kParallelMin)
-  for (int i = 0; i < n; ++i) dst[i] = a[i] * alpha;
-}
-
-// dst += a * alpha
-template <typename T>
-void add(T* dst, const T* a, int n, T alpha) {
-#pragma omp parallel for schedule(static) if (n >= kParallelMin)
-  for (int i = 0; i < n; ++i) dst[i] += a[i] * alpha;
-}
-
-// dst = a - b
-template <typename T>
-void diff(T* dst, const T* a, const T* b, int n) {
-#pragma omp parallel for schedule(static) if (n >= kParallelMin)
-  for (int i = 0; i < n; ++i) dst[i] = a[i] - b[i];
-}
-
-// x = xp + stp * s
-template <typename T>
-void step_from(T* x, const T* xp, const T* s, T stp, int n) {
-#pragma omp parallel for schedule(static) if (n >= kParallelMin)
-  for (int i = 0; i < n; ++i) x[i] = xp[i] + stp * s[i];
 }
 
 // Minimiser of the quadratic through (u, fu, du) and (v, fv).
@@ -142,7 +114,7 @@ int LBFGS<T>::actuate(T* x, T* fx, Objective objective, void* data) {
   print_text(std::string("Optimizing paramters (initial loss ") + text + ") ...");
   if (pf) pf[0] = f;
 
-  copy(d, g, n, T(-1));
+  vec_copy(d, g, n, T(-1));
   T xnorm = norm(x, n);
   T gnorm = norm(g, n);
   if (xnorm < 1) xnorm = 1;
@@ -157,15 +129,15 @@ int LBFGS<T>::actuate(T* x, T* fx, Objective objective, void* data) {
   int status = kMaxIterations;
   progress_bar<T>("LM-BFGS is at", 0, max_iter, "evluation", f);
   for (;;) {
-    copy(xp, x, n);
-    copy(gp, g, n);
+    vec_copy(xp, x, n);
+    vec_copy(gp, g, n);
     const T f_prev = f;
 
     const int ls = line_search_morethuente(n, x, &f, g, d, &step, xp, gp, w, objective, data);
     if (ls < 0) {
       // Keep the point the search started from: the best one known.
-      copy(x, xp, n);
-      copy(g, gp, n);
+      vec_copy(x, xp, n);
+      vec_copy(g, gp, n);
       f = f_prev;
       status = ls;
       break;
@@ -198,8 +170,8 @@ int LBFGS<T>::actuate(T* x, T* fx, Objective objective, void* data) {
     // Newest correction pair.
     T* s_new = s_ring + static_cast<std::size_t>(end) * n;
     T* y_new = y_ring + static_cast<std::size_t>(end) * n;
-    diff(s_new, x, xp, n);
-    diff(y_new, g, gp, n);
+    vec_sub(s_new, x, xp, n);
+    vec_sub(y_new, g, gp, n);
     const T ys = dot(y_new, s_new, n);
     const T yy = dot(y_new, y_new, n);
     if (!(ys > 0) || !(yy > 0)) {
@@ -213,21 +185,21 @@ int LBFGS<T>::actuate(T* x, T* fx, Objective objective, void* data) {
     end = (end + 1) % mm;
 
     // Two-loop recursion: d = -H g.
-    copy(d, g, n, T(-1));
+    vec_copy(d, g, n, T(-1));
     int j = end;
     for (int i = 0; i < bound; ++i) {
       j = (j + mm - 1) % mm;
       const T* sj = s_ring + static_cast<std::size_t>(j) * n;
       const T* yj = y_ring + static_cast<std::size_t>(j) * n;
       alpha[j] = dot(sj, d, n) / ys_ring[j];
-      add(d, yj, n, -alpha[j]);
+      vec_add(d, yj, n, -alpha[j]);
     }
-    copy(d, d, n, ys / yy);
+    vec_scale(d, n, ys / yy);
     for (int i = 0; i < bound; ++i) {
       const T* sj = s_ring + static_cast<std::size_t>(j) * n;
       const T* yj = y_ring + static_cast<std::size_t>(j) * n;
       const T beta = dot(yj, d, n) / ys_ring[j];
-      add(d, sj, n, alpha[j] - beta);
+      vec_add(d, sj, n, alpha[j] - beta);
       j = (j + 1) % mm;
     }
     step = 1;
@@ -290,7 +262,7 @@ int LBFGS<T>::line_search_morethuente(int n, T* x, T* f, T* g, const T* s, T* st
       *stp = stx;
     }
 
-    step_from(x, xp, s, *stp, n);
+    vec_add(x, xp, s, n, T(1), *stp);  // x = xp + stp * s
     *f = objective(n, x, g, data);
     const T dg = dot(g, s, n);
     const T ftest1 = finit + *stp * dgtest;

@@ -9,6 +9,7 @@
 #include "protein/pdb_text.h"
 #include "protein/residues.h"
 #include "util/console.h"
+#include "util/files.h"  // write_string
 
 namespace tevo {
 
@@ -132,10 +133,10 @@ void Chain<T>::pdb_text(std::string& out) const {
 }
 
 template <typename T>
-bool Chain<T>::write_pdb(const std::string& mode, const std::string& path) const {
+void Chain<T>::write_pdb(const std::string& mode, const std::string& path) const {
   std::string text;
   pdb_text(text);
-  return write_text(path, mode, text);
+  write_string(path, text, mode);
 }
 
 template <typename T>
@@ -473,7 +474,7 @@ std::vector<std::vector<T>> Chain<T>::residue_contact(T cutoff) const {
         text += line;
       }
     }
-  write_text(dirt_ + "tevo_contact.mat", "w", text);
+  write_string(dirt_ + "tevo_contact.mat", text);
   return ca;
 }
 

@@ -42,8 +42,8 @@ class Chain {
 
   // ATOM lines then "TER", appended to `out` (simplified layout).
   void pdb_text(std::string& out) const;
-  // pdb_text written to `path` with fopen mode `mode`; false if it failed.
-  bool write_pdb(const std::string& mode, const std::string& path) const;
+  // pdb_text written to `path` with fopen mode `mode` (exit(1) if it fails).
+  void write_pdb(const std::string& mode, const std::string& path) const;
 
   // Flat arrays over the chain's atoms in residue order; also sets each
   // residue's first and last atom.

@@ -4,8 +4,6 @@
 #include <cmath>
 #include <cstdio>
 
-#include "util/console.h"
-
 namespace tevo {
 
 namespace {
@@ -72,21 +70,6 @@ void append_padded(std::string& out, const std::string& text, int width, bool le
   if (!left && pad > 0) out.append(pad, ' ');
   out += text;
   if (left && pad > 0) out.append(pad, ' ');
-}
-
-bool write_text(const std::string& path, const std::string& mode, const std::string& text) {
-  std::FILE* fp = std::fopen(path.c_str(), mode.c_str());
-  if (!fp) {
-    print_info(path, 5);
-    return false;
-  }
-  const bool wrote = std::fwrite(text.data(), 1, text.size(), fp) == text.size();
-  const bool closed = std::fclose(fp) == 0;
-  if (!wrote || !closed) {
-    print_info(path, 7);
-    return false;
-  }
-  return true;
 }
 
 }  // namespace tevo

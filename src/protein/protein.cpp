@@ -13,11 +13,16 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <type_traits>
 
 #include "protein/geometry.h"
 #include "protein/pdb_text.h"
 #include "protein/residues.h"
+#include "report/gnuplot.h"
+#include "report/javas.h"
+#include "report/record.h"
 #include "util/console.h"
+#include "util/files.h"  // write_string
 #include "util/strings.h"
 
 namespace tevo {
@@ -292,7 +297,7 @@ void Protein<T>::read_pdb(const std::string& path, bool backbone, const std::str
 }
 
 template <typename T>
-bool Protein<T>::write_pdb(const std::string& path) const {
+void Protein<T>::write_pdb(const std::string& path) const {
   std::string head = "HEADER    TEVANA\n";
   for (const auto& ch : chains) {
     const int nres = static_cast<int>(ch.amino_acids.size());
@@ -311,21 +316,20 @@ bool Protein<T>::write_pdb(const std::string& path) const {
       head += '\n';
     }
   }
-  if (!write_text(path, "w", head)) return false;
-  for (const auto& ch : chains)
-    if (!ch.write_pdb("a+", path)) return false;
-  return write_text(path, "a+", "END\n");
+  write_string(path, head, "w");
+  for (const auto& ch : chains) ch.write_pdb("a+", path);
+  write_string(path, "END\n", "a+");
 }
 
 template <typename T>
-bool Protein<T>::write_fasta(const std::string& path) const {
+void Protein<T>::write_fasta(const std::string& path) const {
   std::string text;
   for (const auto& ch : chains) {
     text += "> " + path + " chain " + ch.name + " " + std::to_string(ch.amino_acids.size()) +
             " residues\n";
     text += ch.make_sequence() + "\n";
   }
-  return write_text(path, "w", text);
+  write_string(path, text);
 }
 
 template <typename T>
@@ -754,10 +758,12 @@ void Protein<T>::calc_residue_contact(const std::string& name, T cutoff, std::st
         text += line;
       }
     }
-  write_text(stem_ + "_" + name + ".csv", "w", text);
-  write_text(stem_ + ".log", "a+",
-             "1-1-1-0\nResidue contact\nContacts between pairwise residues (<" +
-                 num2string(static_cast<double>(cutoff), 2) + " &Aring;, " + atom_type + ").\n\n");
+  write_string(stem_ + "_" + name + ".csv", text);
+  // The block keeps an empty base line; the report page gives such a block
+  // the files named after its title, which are the charts of "residue_contact".
+  append_record_block(stem_ + ".log", "1-1-1-0", "Residue contact",
+                      "Contacts between pairwise residues (<" + num2string(static_cast<double>(cutoff), 2) +
+                          " &Aring;, " + atom_type + ").");
 
 #pragma omp parallel for schedule(static)
   for (long i = 0; i < total; ++i)
@@ -765,6 +771,28 @@ void Protein<T>::calc_residue_contact(const std::string& name, T cutoff, std::st
       T& v = map[i * total + j];
       v = v > 0 && v <= cutoff ? 1 : 0;
     }
+
+  // The charts take rows of doubles; for float the map is copied once.
+  std::vector<double> copy;
+  double* cells = nullptr;
+  if constexpr (std::is_same<T, double>::value) {
+    cells = map;
+  } else {
+    copy.assign(contact_map.begin(), contact_map.end());
+    cells = copy.data();
+  }
+  std::vector<double*> rows(total);
+  for (int i = 0; i < total; ++i) rows[i] = cells + static_cast<std::size_t>(i) * total;
+  {
+    Javas<double> js(output_, jobname_, {"top", "right", "bottom", "left"});
+    js.set_param(total, total, 20, 90, 60, 70, 600, 600, 0);
+    js.set_postfix(name);
+    js.set_labels(contact_labels, contact_labels);
+    js.plotting("heatmap", rows.data(), {"", "Amino acid", "Amino acid"});
+  }
+  Gnuplot<double> gp(output_, jobname_);
+  gp.set_postfix(name);
+  gp.plotting("mtx_3col", rows.data(), total, total, "Residue index", "Residue index", {0.15, 1200, 0.85, 0.8});
 }
 
 template class Protein<float>;

@@ -22,8 +22,10 @@ class Protein {
   // gives an empty protein; a malformed ATOM record ends the process with
   // exit(1) after an "Error:" line naming the file and line.
   void read_pdb(const std::string& path, bool backbone, const std::string& chain, bool verbose);
-  bool write_pdb(const std::string& path) const;
-  bool write_fasta(const std::string& path) const;
+  // Whole-file writes; a file that cannot be written ends the process with
+  // exit(1) after "Error: cannot open <path>" (or "cannot write out").
+  void write_pdb(const std::string& path) const;
+  void write_fasta(const std::string& path) const;
   void finish();
 
   void add_chain(const Chain<T>& chain) {

@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "util/console.h"
 
 namespace tevo {
 
@@ -363,19 +362,6 @@ std::string chart_json(const Chart& chart) {
   }
   out += chart.data.empty() ? "]\n}\n" : "\n  ]\n}\n";
   return out;
-}
-
-void write_text_file(const std::string& path, const std::string& text, const char* mode) {
-  FILE* file = std::fopen(path.c_str(), mode);
-  if (!file) {
-    print_info(path, 5);
-    std::exit(1);
-  }
-  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  if (std::fclose(file) != 0 || !written) {
-    print_info(path, 7);
-    std::exit(1);
-  }
 }
 
 }  // namespace tevo

@@ -95,10 +95,6 @@ std::string gnuplot_script(const Chart& chart, const std::string& png);
 std::string python_script(const Chart& chart, const std::string& png);
 std::string r_script(const Chart& chart, const std::string& png);
 
-// Writes `text` to `path` with `mode`; a file that cannot be opened prints
-// "Error: cannot open <path>" and ends the process with status 1.
-void write_text_file(const std::string& path, const std::string& text, const char* mode = "w");
-
 // Markers around the chart's <svg> inside a chart page, so that a report
 // page can lift the drawing out of it.
 inline const char* kChartBegin = "<!-- tevo-chart-begin -->";

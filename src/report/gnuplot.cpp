@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "report/tools.h"
+#include "util/files.h"  // write_string
 
 namespace tevo {
 
@@ -59,7 +60,7 @@ bool Gnuplot<T>::close() {
   if (!is_open) return false;
   is_open = false;
   const std::string path = stem + ".gp";
-  write_text_file(path, script);
+  write_string(path, script);
   return run_tool(find_tool("gnuplot"), "", path);
 }
 

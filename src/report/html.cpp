@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <ctime>
 #include <fstream>
@@ -17,6 +18,7 @@
 #include "report/javas.h"
 #include "report/tools.h"
 #include "util/identity.h"
+#include "util/files.h"  // write_string
 
 namespace tevo {
 
@@ -74,6 +76,20 @@ std::string href(const std::string& name) {
       out += buffer;
     }
   }
+  return out;
+}
+
+// Base of a block whose record gives none: its title as a file word, in
+// lower case with every run of other characters as one "_"
+// ("Residue contact" -> "residue_contact").
+std::string title_base(const std::string& title) {
+  std::string out;
+  for (const char c : label_plain(title)) {
+    const unsigned char u = static_cast<unsigned char>(c);
+    if (std::isalnum(u)) out += static_cast<char>(std::tolower(u));
+    else if (!out.empty() && out.back() != '_') out += '_';
+  }
+  if (!out.empty() && out.back() == '_') out.pop_back();
   return out;
 }
 
@@ -205,14 +221,17 @@ int HTML<T>::report() {
   for (const std::string& record : records)
     for (const RecordBlock& block : read_record(dir + "/" + record)) blocks.push_back(block);
 
+  std::vector<std::string> bases(blocks.size());
+  for (std::size_t b = 0; b < blocks.size(); ++b)
+    bases[b] = blocks[b].base.empty() ? title_base(blocks[b].title) : blocks[b].base;
   std::vector<std::vector<std::string>> owned(blocks.size());
   std::set<std::string> claimed;
   for (std::size_t b = 0; b < blocks.size(); ++b) {
-    owned[b] = block_files(files, jobname, blocks[b].base, false);
+    owned[b] = block_files(files, jobname, bases[b], false);
     claimed.insert(owned[b].begin(), owned[b].end());
   }
   for (std::size_t b = 0; b < blocks.size(); ++b)
-    for (const std::string& file : block_files(files, jobname, blocks[b].base, true))
+    for (const std::string& file : block_files(files, jobname, bases[b], true))
       if (!claimed.count(file)) owned[b].push_back(file);
   for (const auto& list : owned) claimed.insert(list.begin(), list.end());
 
@@ -295,7 +314,7 @@ int HTML<T>::report() {
   }
   page += "</main>\n<footer>Made by " + std::string(kProgramName) + " " + kVersion + " &middot; " +
           xml_escape(kContact) + "</footer>\n</body>\n</html>\n";
-  write_text_file(path, page);
+  write_string(path, page);
   return static_cast<int>(blocks.size());
 }
 

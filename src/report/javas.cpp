@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "util/files.h"  // write_string
+
 namespace tevo {
 
 template <typename T>
@@ -16,8 +18,8 @@ Javas<T>::Javas(const std::string& output, const std::string& jobname, const std
 
 template <typename T>
 std::string Javas<T>::write() {
-  write_text_file(stem + ".html", chart_page(chart));
-  if (with_json_) write_text_file(stem + ".json", chart_json(chart));
+  write_string(stem + ".html", chart_page(chart));
+  if (with_json_) write_string(stem + ".json", chart_json(chart));
   return stem + ".html";
 }
 

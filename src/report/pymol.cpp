@@ -10,6 +10,7 @@
 
 #include "report/structure_view.h"
 #include "report/tools.h"
+#include "util/files.h"  // write_string
 
 namespace tevo {
 
@@ -161,7 +162,7 @@ bool Pymol<T>::plotting(const std::string& pdb, const std::vector<std::vector<in
   s += "deselect\norient structure\nset ray_opaque_background, 1\n";
   s += "png " + base_of(stem) + ".png, width=1200, height=900, dpi=150, ray=1\n";
   const std::string path = stem + ".pml";
-  write_text_file(path, s);
+  write_string(path, s);
   return run_tool(find_tool("pymol"), "-cq", path);
 }
 
@@ -237,7 +238,7 @@ std::string NGL<T>::plotting(const std::string& pdb, const std::vector<std::vect
                      "</title>\n<style>body{margin:16px;font-family:DejaVu Sans,Helvetica,Arial,sans-serif;color:#222}"
                      ".chart{overflow-x:auto}</style>\n</head>\n<body>\n<div class=\"chart\">\n" +
                      std::string(kChartBegin) + "\n" + svg + kChartEnd + "\n</div>\n</body>\n</html>\n";
-  write_text_file(stem + ".html", page);
+  write_string(stem + ".html", page);
   return stem + ".html";
 }
 

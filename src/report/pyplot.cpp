@@ -2,6 +2,7 @@
 #include "report/pyplot.h"
 
 #include "report/tools.h"
+#include "util/files.h"  // write_string
 
 namespace tevo {
 
@@ -11,7 +12,7 @@ Pyplot<T>::Pyplot(const std::string& output, const std::string& jobname) : Chart
 template <typename T>
 bool Pyplot<T>::write() {
   const std::string path = stem + ".py";
-  write_text_file(path, python_script(chart, base_of(stem) + ".png"));
+  write_string(path, python_script(chart, base_of(stem) + ".png"));
   return run_tool(find_python_with_matplotlib(), "", path);
 }
 
@@ -53,7 +54,7 @@ Rscript<T>::Rscript(const std::string& output, const std::string& jobname) : Cha
 template <typename T>
 bool Rscript<T>::write() {
   const std::string path = stem + ".R";
-  write_text_file(path, r_script(chart, base_of(stem) + ".png"));
+  write_string(path, r_script(chart, base_of(stem) + ".png"));
   return run_tool(find_tool("Rscript"), "--vanilla", path);
 }
 

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "report/chart.h"
+#include "util/files.h"  // write_string
 
 namespace tevo {
 
@@ -45,7 +46,7 @@ std::string format_block(const RecordBlock& block) {
 }
 
 void append_record_block(const std::string& path, const RecordBlock& block) {
-  write_text_file(path, format_block(block), "a+");
+  write_string(path, format_block(block), "a+");
 }
 
 void append_record_block(const std::string& path, const std::string& layout, const std::string& title,

@@ -2,6 +2,7 @@
 // and the contact definitions.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -11,6 +12,7 @@
 #include "protein/pdb_text.h"
 #include "protein/protein.h"
 #include "protein/protein_data.h"
+#include "util/exit_with.h"
 
 using namespace tevo;
 
@@ -194,7 +196,7 @@ TEST(PdbWrite, SimplifiedLayoutColumnByColumn) {
   p.add_chain(ch);
   p.add_chain(Chain<double>(false));
   p.chains[1].set_name("B");
-  ASSERT_TRUE(p.write_pdb(dir.path() + "out.pdb"));
+  p.write_pdb(dir.path() + "out.pdb");
   const std::string text = dir.read("out.pdb");
   const std::string want_head =
       "HEADER    TEVANA\n"
@@ -218,18 +220,16 @@ TEST(PdbWrite, SimplifiedLayoutColumnByColumn) {
   EXPECT_EQ(back.chains[0].amino_acids[1].atoms[0].name, "OXT");
   EXPECT_EQ(back.chains[0].amino_acids[0].atoms[0].coord[2], 123.456);
 
-  ASSERT_TRUE(p.write_fasta(dir.path() + "out.fasta"));
+  p.write_fasta(dir.path() + "out.fasta");
   EXPECT_EQ(dir.read("out.fasta"), "> " + dir.path() + "out.fasta chain A 14 residues\nAAAAAAAAAAAAAW\n"
                                    "> " + dir.path() + "out.fasta chain B 0 residues\n\n");
-  testing::internal::CaptureStdout();
-  EXPECT_FALSE(p.write_pdb(dir.path() + "no/such/dir.pdb"));
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("Error: cannot open"), std::string::npos);
+  EXPECT_EXIT_1(p.write_pdb(dir.path() + "no/such/dir.pdb"), "Error: cannot open .*no/such/dir.pdb");
 }
 
 TEST(PdbWrite, UbiquitinRoundTrip) {
   TempDir dir;
   Protein<double> p = read_quiet(std::string(TEVO_TEST_DATA) + "/protein/1ubq.pdb");
-  ASSERT_TRUE(p.write_pdb(dir.path() + "u.pdb"));
+  p.write_pdb(dir.path() + "u.pdb");
   Protein<double> q = read_quiet(dir.path() + "u.pdb");
   ASSERT_EQ(q.get_num_of_chains(), 1);
   EXPECT_EQ(q.chains[0].sequence, p.chains[0].sequence);
@@ -309,6 +309,23 @@ TEST(Contacts, DefinitionsAndTheContactReport) {
   ASSERT_EQ(p.contact_map.size(), 49u);
   EXPECT_EQ(p.contact_map[1 * 7 + 2], 1.0);
   EXPECT_EQ(p.contact_map[0 * 7 + 6], 0.0);
+  // The charts carry the 0/1 map: 16 points, the same from single precision.
+  const std::string gp = dir.read("job_residue_contact.gp");
+  const std::size_t data = gp.find("$cells << EOD\n");
+  ASSERT_NE(data, std::string::npos);
+  const std::string head = "$cells << EOD\n2 0 1\n2 1 1\n3 1 1\n0 2 1\n";  // column, row: 1,3 then 2,3 2,4 3,1
+  EXPECT_EQ(gp.substr(data, head.size()), head);
+  EXPECT_EQ(std::count(gp.begin() + data, gp.begin() + gp.find("EOD\n", data + 14), '\n'), 17);
+  Protein<float> f("", "", false, 1);
+  testing::internal::CaptureStdout();
+  f.read_pdb(path, false, "", true);
+  testing::internal::GetCapturedStdout();
+  f.set_job_info(dir.path(), "jobf");
+  f.calc_residue_contact("residue_contact", 7.5f, "CA");
+  std::string gpf = dir.read("jobf_residue_contact.gp");
+  for (std::size_t at; (at = gpf.find("jobf_")) != std::string::npos;) gpf.replace(at, 5, "job_");
+  EXPECT_EQ(gpf, gp);
+  EXPECT_NE(dir.read("job_residue_contact.html").find("<title>2 / 3: 1</title>"), std::string::npos);
 
   // Backbone hydrogen bond: HN...O 2.0 A, N-HN-O straight, |i-j| must exceed 3.
   Chain<double> hb(false);

@@ -193,6 +193,69 @@ TEST(StructureCli, ContactFlagsAndRefusals) {
   EXPECT_TRUE(box.files("tevo-output/q").empty());
 }
 
+TEST(StructureCli, ContactChartsAndTheReportPage) {
+  CliSandbox box;
+  const std::string pdb = tevo_test::test_data("protein/1ubq.pdb");
+  ASSERT_EQ(box.run({"pdb_contact", "-pdb", pdb, "-jobname", "u", "-hlog", "1"}).status, 0);
+  const auto files = box.files("tevo-output/u");
+  for (const std::string name : {"u_residue_contact.csv", "u_residue_contact.html", "u_residue_contact.gp", "u.log"})
+    ASSERT_TRUE(files.count(name)) << name;
+  EXPECT_EQ(files.at("u.log"),
+            "1-1-1-0\nResidue contact\nContacts between pairwise residues (<7.50 &Aring;, C<sub>&alpha;</sub>).\n\n");
+
+  // The listed pairs, by residue number and by matrix position (1ubq numbers from 1).
+  std::set<std::pair<int, int>> listed;
+  std::istringstream csv(files.at("u_residue_contact.csv"));
+  std::string line;
+  std::getline(csv, line);
+  while (std::getline(csv, line)) {
+    int i = 0, j = 0;
+    ASSERT_EQ(std::sscanf(line.c_str(), "%d,%d", &i, &j), 2) << line;
+    listed.emplace(i, j);
+  }
+  ASSERT_GT(listed.size(), 500u);
+
+  // Heat map page: one cell per residue pair, 1 exactly where a pair is listed.
+  const std::string& page = files.at("u_residue_contact.html");
+  EXPECT_NE(page.find(">Amino acid</text>"), std::string::npos);
+  std::set<std::pair<int, int>> ones;
+  std::size_t cells = 0;
+  for (std::size_t at = 0; (at = page.find("<title>", at)) != std::string::npos; ++at) {
+    int i = 0, j = 0;
+    double v = -1;
+    if (std::sscanf(page.c_str() + at, "<title>%d / %d: %lf</title>", &i, &j, &v) != 3) continue;
+    ++cells;
+    EXPECT_TRUE(v == 0 || v == 1) << i << " " << j << ": " << v;
+    if (v == 1) ones.emplace(i, j);
+  }
+  EXPECT_EQ(cells, 76u * 76u);
+  EXPECT_EQ(ones, listed);
+
+  // Gnuplot script: both axes, the frame, one point per listed pair (0-based positions).
+  const std::string& gp = files.at("u_residue_contact.gp");
+  for (const std::string want : {"set xlabel 'Residue index';", "set ylabel 'Residue index';", "size 1200,1200",
+                                 "set lmargin at screen 0.15;\nset rmargin at screen 0.85;\nset tmargin at screen 0.8;"})
+    EXPECT_NE(gp.find(want), std::string::npos) << want;
+  std::set<std::pair<int, int>> points;
+  const std::size_t begin = gp.find("$cells << EOD\n"), end = gp.find("EOD\n", begin + 14);
+  ASSERT_NE(end, std::string::npos);
+  std::istringstream data(gp.substr(begin + 14, end - begin - 14));
+  for (int x, y, v; data >> x >> y >> v;) points.emplace(y + 1, x + 1);
+  EXPECT_EQ(points, listed);
+
+  // The report page places the heat map under the contact block.
+  ASSERT_EQ(box.run({"html", "-jobname", "u"}).status, 0);
+  const std::string index = box.read("tevo-output/u/index.html");
+  const std::size_t block = index.find("<h2>Residue contact</h2>");
+  ASSERT_NE(block, std::string::npos);
+  const std::size_t block_end = index.find("</section>", block);
+  const std::size_t svg = index.find("<svg", block);
+  EXPECT_LT(svg, block_end);
+  EXPECT_NE(index.find("<title>1 / 2: 1</title>", svg), std::string::npos);
+  EXPECT_LT(index.find("href=\"u_residue_contact.gp\"", block), block_end);
+  EXPECT_EQ(index.find("Other files"), std::string::npos);
+}
+
 TEST(StructureCli, BadPdbInputStopsWithTheLine) {
   CliSandbox box;
   const std::string good = "ATOM      1  N   MET A   1      27.340  24.430   2.614  1.00  0.00           N\n";

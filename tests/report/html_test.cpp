@@ -5,6 +5,7 @@
 #include "report/javas.h"
 #include "report/record.h"
 #include "report_test_util.h"
+#include "util/files.h"  // write_string
 
 using namespace tevo;
 using report_test::count;
@@ -45,7 +46,7 @@ TEST(ReportHtml, PageFromTheRecordWithChartsTablesNotesAndOtherFiles) {
   touch(dir + "job_sequence_similarity.csv", "# Identity and counts\n0.01,4\n0.02,<7>\n");
   append_record_block(log, "1-1-1-0", "Sequence similarity", "Distribution of similarities.",
                       dir + "job_sequence_similarity");
-  write_text_file(log, "#WLA#<b>MSA (effective)</b>: 3.5 samples\n", "a+");
+  write_string(log, "#WLA#<b>MSA (effective)</b>: 3.5 samples\n", "a+");
   touch(dir + "notes.txt");
   touch(dir + "optifel_job.log", "1-1-1-2\nOptiFel Comparison & more.\n");
   touch(dir + "other_job2.log", "1-1-1-0\nNot this job\n");
@@ -94,4 +95,26 @@ TEST(ReportHtml, EmptyJobAndMatrixTable) {
   EXPECT_NE(table.find("<th>r&amp;d</th><td>1.5</td><td>2</td>"), std::string::npos);
   EXPECT_EQ(table.find("<td>3</td>"), std::string::npos);
   EXPECT_NE(table.find("first 1 of 2 rows shown"), std::string::npos);
+}
+
+TEST(ReportHtml, BlockWithoutBaseTakesTheFilesNamedAfterItsTitle) {
+  report_test::Scratch scratch;
+  const std::string dir = scratch.dir();
+  double r0[] = {0, 1}, r1[] = {1, 0};
+  double* m[] = {r0, r1};
+  Javas<double> js(dir, "job");
+  js.set_param(2, 2, {});
+  js.set_postfix("residue_contact");
+  js.plotting("heatmap", m, {"", "Amino acid", "Amino acid"});
+  touch(dir + "job_residue_contact.csv", "1,2,3.8\n");
+  touch(dir + "job_residue_contacts.csv");  // another name: not the block's
+  append_record_block(record_path(dir, "job"), "1-1-1-0", "Residue  <b>contact</b>", "Contacts.");
+  HTML<double> page(dir, "job");
+  EXPECT_EQ(page.report(), 1);
+  const std::string html = slurp(dir + "index.html");
+  const std::size_t others = html.find("Other files");
+  ASSERT_NE(others, std::string::npos);
+  EXPECT_LT(html.find("<svg"), others);
+  EXPECT_LT(html.find("href=\"job_residue_contact.csv\""), others);
+  EXPECT_NE(html.find("href=\"job_residue_contacts.csv\"", others), std::string::npos);
 }
