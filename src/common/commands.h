@@ -28,6 +28,9 @@ int fold();
 // Statistics (cmd_stats.cpp)
 
 // Alignments and coupling analysis (cmd_sequence.cpp)
+int sequence_converter();
+int sequence_trim();
+int sequence_stats();
 
 // Neural networks and swarm-trained models (cmd_learning.cpp)
 
