@@ -27,6 +27,13 @@ int count_equal_sites(const uint8_t* a, const uint8_t* b, int n);
 // as the answer is known.
 bool has_identity_at_least(const uint8_t* a, const uint8_t* b, int n, int need);
 
+// Row a against the m rows b, b + stride, ...: hit[j] = 1 where the two agree
+// at `need` sites or more. Returns the number of hits. stride: bytes per row.
+int rows_at_least(const uint8_t* a, const uint8_t* b, int m, int stride, int need, uint8_t* hit);
+
+// Row a against the m rows b, b + stride, ...: equal[j] = sites that agree.
+void rows_equal(const uint8_t* a, const uint8_t* b, int m, int stride, int* equal);
+
 template <typename T>
 class LSequence {
  public:

@@ -1,6 +1,7 @@
 // The pair kernels of the quadratic steps: sites at which two byte rows of an
 // alignment agree, counted 16 or 32 bytes at a time. The AVX2 form is chosen
 // at run time where the processor has it; SSE2 is the x86-64 baseline.
+#include <algorithm>
 #include <cstdint>
 
 #include "protein/residues.h"  // aa12idx
@@ -101,6 +102,85 @@ bool has_identity_at_least(const uint8_t* a, const uint8_t* b, int n, int need) 
     if (k + len - equal > may_miss) return false;
   }
   return equal >= need;
+}
+
+namespace {
+
+#ifdef TEVO_SEQ_X86
+__attribute__((target("avx2"))) int rows_at_least_avx2(const uint8_t* a, const uint8_t* b, int m,
+                                                        int stride, int need, uint8_t* hit) {
+  const __m256i zero = _mm256_setzero_si256();
+  const int may_miss = stride - need;
+  int hits = 0;
+  for (int j = 0; j < m; ++j, b += stride) {
+    int equal = 0, k = 0;
+    bool ok = false;
+    while (k < stride) {
+      // 64 bytes (or the last 32) between two tests; 8-bit lanes hold at most 2.
+      __m256i acc = _mm256_sub_epi8(zero, _mm256_cmpeq_epi8(
+                                              _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + k)),
+                                              _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + k))));
+      int len = 32;
+      if (k + 64 <= stride) {
+        acc = _mm256_sub_epi8(acc, _mm256_cmpeq_epi8(
+                                       _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + k + 32)),
+                                       _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + k + 32))));
+        len = 64;
+      }
+      const __m256i s = _mm256_sad_epu8(acc, zero);
+      equal += _mm256_extract_epi32(s, 0) + _mm256_extract_epi32(s, 2) + _mm256_extract_epi32(s, 4) +
+               _mm256_extract_epi32(s, 6);
+      k += len;
+      if (equal >= need) {
+        ok = true;
+        break;
+      }
+      if (k - equal > may_miss) break;
+    }
+    hit[j] = ok;
+    hits += ok;
+  }
+  return hits;
+}
+
+__attribute__((target("avx2"))) void rows_equal_avx2(const uint8_t* a, const uint8_t* b, int m, int stride,
+                                                     int* equal) {
+  const __m256i zero = _mm256_setzero_si256();
+  for (int j = 0; j < m; ++j, b += stride) {
+    __m256i total = zero;
+    for (int k = 0; k < stride;) {
+      const int end = std::min(stride, k + 32 * 255);
+      __m256i acc = zero;
+      for (; k < end; k += 32)
+        acc = _mm256_sub_epi8(acc, _mm256_cmpeq_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + k)),
+                                                     _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + k))));
+      total = _mm256_add_epi64(total, _mm256_sad_epu8(acc, zero));
+    }
+    equal[j] = static_cast<int>(_mm256_extract_epi64(total, 0) + _mm256_extract_epi64(total, 1) +
+                                _mm256_extract_epi64(total, 2) + _mm256_extract_epi64(total, 3));
+  }
+}
+#endif
+
+}  // namespace
+
+int rows_at_least(const uint8_t* a, const uint8_t* b, int m, int stride, int need, uint8_t* hit) {
+#ifdef TEVO_SEQ_X86
+  if (kHasAvx2 && stride % 32 == 0) return rows_at_least_avx2(a, b, m, stride, need, hit);
+#endif
+  int hits = 0;
+  for (int j = 0; j < m; ++j) {
+    hit[j] = has_identity_at_least(a, b + static_cast<std::size_t>(j) * stride, stride, need);
+    hits += hit[j];
+  }
+  return hits;
+}
+
+void rows_equal(const uint8_t* a, const uint8_t* b, int m, int stride, int* equal) {
+#ifdef TEVO_SEQ_X86
+  if (kHasAvx2 && stride % 32 == 0) return rows_equal_avx2(a, b, m, stride, equal);
+#endif
+  for (int j = 0; j < m; ++j) equal[j] = count_equal_sites(a, b + static_cast<std::size_t>(j) * stride, stride);
 }
 
 }  // namespace tevo

@@ -148,16 +148,20 @@ void LSequence<T>::calc_sequence_similarity(std::string msa_file, int) {
 #pragma omp parallel
   {
     std::vector<long> local(101, 0);  // slot 100 collects pairs without a bin
+    std::vector<int> equal(kCols);
 #pragma omp for schedule(dynamic, 1)
     for (int ib = 0; ib < n; ib += kRows) {
       const int ie = std::min(n, ib + kRows);
       for (int jb = ib; jb < n; jb += kCols) {
         const int je = std::min(n, jb + kCols);
         for (int i = ib; i < ie; ++i) {
-          const uint8_t* a = packed + static_cast<std::size_t>(i) * stride;
-          for (int j = std::max(jb, i + 1); j < je; ++j) {
-            const int equal = count_equal_sites(a, packed + static_cast<std::size_t>(j) * stride, stride) - pad;
-            const int k = bin[equal];
+          const int j0 = std::max(jb, i + 1);
+          if (j0 >= je) continue;
+          const int m = je - j0;
+          rows_equal(packed + static_cast<std::size_t>(i) * stride, packed + static_cast<std::size_t>(j0) * stride,
+                     m, stride, equal.data());
+          for (int j = 0; j < m; ++j) {
+            const int k = bin[equal[j] - pad];
             ++local[k < 0 ? 100 : k];
           }
         }

@@ -213,20 +213,22 @@ void LSequence<T>::sequence_reweight(T theta, T sample) {
 #pragma omp parallel
   {
     std::vector<long> local(n, 0);
+    std::vector<uint8_t> hit(kCols);
 #pragma omp for schedule(dynamic, 1)
     for (int ib = 0; ib < n; ib += kRows) {
       const int ie = std::min(n, ib + kRows);
       for (int jb = ib; jb < n; jb += kCols) {
         const int je = std::min(n, jb + kCols);
         for (int i = ib; i < ie; ++i) {
+          const int j0 = std::max(jb, i + 1);
+          if (j0 >= je) continue;
           const uint8_t* a = packed + static_cast<std::size_t>(i) * stride;
-          long mine = 0;
-          for (int j = std::max(jb, i + 1); j < je; ++j)
-            if (has_identity_at_least(a, packed + static_cast<std::size_t>(j) * stride, stride, need)) {
-              ++mine;
-              ++local[j];
-            }
-          local[i] += mine;
+          const int m = je - j0;
+          const int hits = rows_at_least(a, packed + static_cast<std::size_t>(j0) * stride, m, stride, need,
+                                         hit.data());
+          if (hits == 0) continue;
+          local[i] += hits;
+          for (int j = 0; j < m; ++j) local[j0 + j] += hit[j];
         }
       }
     }

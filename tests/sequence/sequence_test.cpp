@@ -6,6 +6,7 @@
 #include <omp.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -345,6 +346,26 @@ TEST(SequenceKernels, CountsMatchAPlainLoop) {
       ASSERT_EQ(tevo::count_equal_sites(a.data(), b.data(), n), equal) << n;
       for (int need : {0, equal - 1, equal, equal + 1, n, n + 1})
         ASSERT_EQ(tevo::has_identity_at_least(a.data(), b.data(), n, need), equal >= need) << n << " " << need;
+    }
+  }
+  // Row against a tile of rows, strides of whole 32-byte vectors.
+  for (int stride : {32, 64, 96, 320, 8192 + 32}) {
+    const int m = 7;
+    std::vector<uint8_t> row(stride), tile(static_cast<std::size_t>(m) * stride);
+    for (auto& x : row) x = rng() % 3;
+    for (auto& x : tile) x = rng() % 3;
+    std::copy(row.begin(), row.end(), tile.begin() + 2 * stride);  // one full match
+    std::vector<int> equal(m), expect(m, 0);
+    for (int j = 0; j < m; ++j)
+      for (int k = 0; k < stride; ++k) expect[j] += row[k] == tile[static_cast<std::size_t>(j) * stride + k];
+    tevo::rows_equal(row.data(), tile.data(), m, stride, equal.data());
+    EXPECT_EQ(equal, expect) << stride;
+    for (int need : {0, stride / 3, stride / 2, stride - 1, stride, stride + 1}) {
+      std::vector<uint8_t> hit(m, 9);
+      int hits = 0;
+      for (int j = 0; j < m; ++j) hits += expect[j] >= need;
+      EXPECT_EQ(tevo::rows_at_least(row.data(), tile.data(), m, stride, need, hit.data()), hits);
+      for (int j = 0; j < m; ++j) EXPECT_EQ(hit[j], expect[j] >= need) << stride << " " << need << " " << j;
     }
   }
   // All 4200 bytes equal: 8-bit lane counters must not wrap.

@@ -1,0 +1,38 @@
+// Times the neighbour count of sequence_reweight on one alignment with 1 and
+// 2 threads and writes the neighbour counts for an outside check.
+#include <omp.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#include "sequence/sequence.h"
+
+int main(int argc, char** argv) {
+  if (argc < 3) {
+    std::fprintf(stderr, "usage: %s <alignment> <out dir>\n", argv[0]);
+    return 2;
+  }
+  const std::string out = std::string(argv[2]) + "/";
+  tevo::LSequence<double> seq(out, "bench", 1);
+  seq.init("");
+  seq.set_gap_frac(1.0);
+  seq.set_site_gap_frac(1.0);
+  seq.sequence_trim(argv[1], "", false, false);
+  double seconds[3] = {0, 0, 0};
+  for (int threads = 1; threads <= 2; ++threads) {
+    omp_set_num_threads(threads);
+    const auto t0 = std::chrono::steady_clock::now();
+    seq.sequence_reweight(0.2, 1.0);
+    seconds[threads] = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  }
+  std::ofstream counts(out + "tevo_neighbours.txt");
+  for (int i = 0; i < seq.num_of_trimmed_seq; ++i)
+    counts << static_cast<long>(1.0 / seq.weights[i] + 0.5) - 1 << "\n";
+  std::printf("BENCH sequences %d sites %d neff %.6f\n", seq.num_of_trimmed_seq, seq.num_of_trimmed_site,
+              seq.effective_samples);
+  std::printf("BENCH reweight_1_thread_s %.3f\nBENCH reweight_2_threads_s %.3f\n", seconds[1], seconds[2]);
+  seq.finish();
+  return 0;
+}
