@@ -24,8 +24,11 @@ if cmp -s "$OUT/tevo_neighbours.txt" "$OUT/numpy_neighbours.txt"; then
 else
   echo "BENCH neighbour counts identical to NumPy: NO"
 fi
+uptime
 awk '/reweight_1_thread_s/{t1=$3} /reweight_2_threads_s/{t2=$3} /numpy_s/{np=$3}
-     END{printf "BENCH speed-up vs NumPy: %.1fx (1 thread), %.1fx (2 threads); 2 threads / 1 thread: %.2fx\n", np/t1, np/t2, t1/t2}' \
+     /reweight_cpu_1_thread_s/{c1=$3} /numpy_cpu_s/{nc=$3}
+     END{printf "BENCH wall speed-up vs NumPy: %.1fx (1 thread), %.1fx (2 threads); 2 threads / 1 thread: %.2fx\n", np/t1, np/t2, t1/t2;
+         printf "BENCH CPU-time speed-up vs NumPy (1 thread): %.1fx\n", nc/c1}' \
   "$OUT/tevo.txt" "$OUT/numpy.txt"
 
 for t in 1 2; do
