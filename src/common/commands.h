@@ -20,12 +20,17 @@ int fold();
 // Sequencing reads (cmd_reads.cpp)
 
 // Protein structure (cmd_structure.cpp)
+int pdb_parser();
+int pdb_contact();
+int fasta2pdb();
 
 // Folding and dynamics (cmd_folding.cpp)
 
 // Optimisers and samplers (cmd_optimizer.cpp)
+int nested_sampler();
 
 // Statistics (cmd_stats.cpp)
+int stats_pearson();
 
 // Alignments and coupling analysis (cmd_sequence.cpp)
 int sequence_converter();
@@ -35,5 +40,7 @@ int sequence_stats();
 // Neural networks and swarm-trained models (cmd_learning.cpp)
 
 // Reports (cmd_report.cpp)
+int html();
+int plot();
 
 }  // namespace tevo

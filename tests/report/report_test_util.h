@@ -1,0 +1,125 @@
+// Helpers of the report tests: a scratch directory, file reading, and a
+// well-formedness check of the XML that the chart writers produce.
+#pragma once
+
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace report_test {
+
+class Scratch {
+ public:
+  Scratch() {
+    char name[] = "/tmp/tevo-report-XXXXXX";
+    dir_ = mkdtemp(name) ? std::string(name) + "/" : "/tmp/";
+  }
+  ~Scratch() { std::system(("rm -rf '" + dir_ + "'").c_str()); }
+  const std::string& dir() const { return dir_; }
+
+ private:
+  std::string dir_;
+};
+
+inline std::string slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+inline bool exists(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0;
+}
+
+inline long size_of(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0 ? static_cast<long>(info.st_size) : -1;
+}
+
+inline int count(const std::string& text, const std::string& word) {
+  int n = 0;
+  for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++n;
+  return n;
+}
+
+// Empty when `xml` is one well-formed element tree (tags balanced, attribute
+// values quoted, no raw "<" or stray "&" in text); else what went wrong.
+inline std::string xml_problem(const std::string& xml) {
+  std::vector<std::string> open;
+  std::size_t i = 0;
+  int roots = 0;
+  while (i < xml.size()) {
+    const char c = xml[i];
+    if (c == '&') {
+      const std::size_t semi = xml.find(';', i);
+      if (semi == std::string::npos || semi - i > 10) return "stray & at " + std::to_string(i);
+      i = semi + 1;
+      continue;
+    }
+    if (c != '<') {
+      ++i;
+      continue;
+    }
+    if (xml.compare(i, 4, "<!--") == 0) {
+      const std::size_t end = xml.find("-->", i);
+      if (end == std::string::npos) return "open comment";
+      i = end + 3;
+      continue;
+    }
+    const std::size_t end = xml.find('>', i);
+    if (end == std::string::npos) return "open tag at " + std::to_string(i);
+    std::string tag = xml.substr(i + 1, end - i - 1);
+    if (tag.find('<') != std::string::npos) return "< inside tag at " + std::to_string(i);
+    if (count(tag, "\"") % 2) return "unbalanced quotes in <" + tag + ">";
+    i = end + 1;
+    if (!tag.empty() && tag[0] == '/') {
+      const std::string name = tag.substr(1);
+      if (open.empty() || open.back() != name) return "</" + name + "> closes " + (open.empty() ? "nothing" : open.back());
+      open.pop_back();
+      continue;
+    }
+    const bool self = !tag.empty() && tag.back() == '/';
+    const std::string name = tag.substr(0, tag.find_first_of(" \t\n/"));
+    if (name.empty()) return "empty tag name";
+    if (open.empty()) ++roots;
+    if (!self) open.push_back(name);
+  }
+  if (!open.empty()) return "unclosed <" + open.back() + ">";
+  if (roots != 1) return std::to_string(roots) + " root elements";
+  return "";
+}
+
+// The <svg>...</svg> of a chart page.
+inline std::string svg_of(const std::string& page) {
+  const std::size_t a = page.find("<svg"), b = page.rfind("</svg>");
+  if (a == std::string::npos || b == std::string::npos) return "";
+  return page.substr(a, b + 6 - a);
+}
+
+// Texts of all <text> elements of an SVG.
+inline std::vector<std::string> svg_texts(const std::string& svg) {
+  std::vector<std::string> texts;
+  for (std::size_t at = svg.find("<text"); at != std::string::npos; at = svg.find("<text", at + 1)) {
+    const std::size_t start = svg.find('>', at) + 1, end = svg.find("</text>", start);
+    std::string inner = svg.substr(start, end - start);
+    std::string plain;
+    bool tag = false;
+    for (const char c : inner) {
+      if (c == '<') tag = true;
+      else if (c == '>') tag = false;
+      else if (!tag) plain += c;
+    }
+    texts.push_back(plain);
+  }
+  return texts;
+}
+
+}  // namespace report_test
