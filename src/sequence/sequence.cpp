@@ -11,7 +11,8 @@
 
 #include "protein/residues.h"  // aa12idx, idx2aa
 #include "sequence/residue_codes.h"
-#include "sequence/table_out.h"
+#include "sequence/numbered_lines.h"
+#include "util/files.h"  // write_matrix_w_index, write_string
 #include "util/console.h"
 #include "util/strings.h"
 

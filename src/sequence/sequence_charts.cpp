@@ -1,8 +1,12 @@
-// Gnuplot scripts of the alignment analyses. Each script reads the table it
-// draws and renders a PNG beside it when gnuplot is run on it.
+// Charts of the alignment analyses through the report writers.
 #include "sequence/sequence_charts.h"
 
-#include "sequence/table_out.h"
+#include <algorithm>
+
+#include "protein/residues.h"  // AA_STR
+#include "report/gnuplot.h"
+#include "report/javas.h"
+#include "report/pyplot.h"
 
 namespace tevo {
 
@@ -29,49 +33,85 @@ std::string file_part(const std::string& path) {
 
 }  // namespace
 
-void chart_trimmed_alignment(const std::string& base, int rows, int cols) {
-  const std::string name = file_part(base);
+void chart_trimmed_alignment(const std::string& base, const int32_t* const* m, int rows, int cols,
+                             const std::vector<std::string>& site_labels) {
+  // The page takes a real-valued matrix; float halves the copy of a large alignment.
+  float** copy = new float*[rows > 0 ? rows : 1];
+  float* block = new float[static_cast<std::size_t>(rows) * cols + 1];
+  for (int i = 0; i < rows; ++i) {
+    copy[i] = block + static_cast<std::size_t>(i) * cols;
+    for (int j = 0; j < cols; ++j) copy[i][j] = static_cast<float>(m[i][j]);
+  }
+  Javas<float> js("", "");
+  js.set_file_name(base);
+  std::vector<std::string> row_labels(rows);
+  for (int i = 0; i < rows; ++i) row_labels[i] = "seq" + std::to_string(i + 1);
+  js.set_labels(row_labels, site_labels);
+  js.write_mtx_in_javas("heatmap", copy, rows, cols, "Position", "Sequence", "Amino Acid", AA_STR,
+                        {50, 60, 75, 60, 3 * cols, 50}, {1, 1, 2});
+  delete[] block;
+  delete[] copy;
+
+  // The script reads the table written beside it rather than carrying the
+  // alignment a second time.
+  Gnuplot<float> gp("", "");
+  gp.set_file_name(base);
+  gp.open();
+  gp.style(1600, 800, 0.8f, 0.15f, 0.15f, 0.85f);
   std::string s;
-  s += "set terminal pngcairo size 1600,800;\n";
-  s += "set output '" + name + ".png';\n";
   s += "set datafile separator ',';\n";
-  s += "set lmargin at screen 0.15; set rmargin at screen 0.85;\n";
-  s += "set tmargin at screen 0.8; set bmargin at screen 0.15;\n";
   s += "set xlabel 'Position'; set ylabel 'Sequence'; set cblabel 'Amino Acid';\n";
   s += "set xrange [-0.5:" + std::to_string(cols) + "-0.5]; set yrange [-0.5:" + std::to_string(rows) +
        "-0.5];\n";
-  s += "set cbrange [0:20];\n";
-  s += "set cbtics ('-' 0,'A' 1,'R' 2,'N' 3,'D' 4,'C' 5,'Q' 6,'E' 7,'G' 8,'H' 9,'I' 10,'L' 11,"
-       "'K' 12,'M' 13,'F' 14,'P' 15,'S' 16,'T' 17,'W' 18,'Y' 19,'V' 20);\n";
+  s += "set xtics out nomirror; set ytics out nomirror;\n";
+  s += "set cbrange [-0.5:20.5];\n";
+  s += "set cbtics ('-' 0";
+  for (int k = 0; k < 20; ++k) s += ",'" + std::string(1, AA_STR[k]) + "' " + std::to_string(k + 1);
+  s += ");\n";
   s += residue_palette_line();
-  s += "plot '" + name + ".csv' matrix rowheaders columnheaders using 1:2:3 with image notitle;\n";
-  seqio::write_string(base + "_heatmap.gp", s, "w");
+  s += "plot '" + file_part(base) + ".csv' matrix rowheaders columnheaders using 1:2:3 with image notitle;\n";
+  gp.send_cmd_line(s);
+  gp.close();
 }
 
-void chart_site_conservation(const std::string& base, int sites) {
-  const std::string name = file_part(base);
-  std::string s;
-  s += "set terminal pngcairo size 1600,600;\n";
-  s += "set output '" + name + ".png';\n";
-  s += "set datafile separator ',';\n";
-  s += "set style fill solid 0.8; set boxwidth 0.8;\n";
-  s += "set xlabel 'Amino acid'; set ylabel 'D_i';\n";
-  s += "set xrange [-1:" + std::to_string(sites) + "];\n";
-  s += "plot '" + name + ".csv' skip 1 using 2:3 with boxes notitle;\n";
-  seqio::write_string(base + ".gp", s, "w");
+template <typename T>
+void chart_site_conservation(const std::string& prefix, T** conservation, T** entropy, int sites,
+                             const std::vector<std::string>& site_labels) {
+  const std::string base = prefix + "_degree_of_conservation";
+  Pyplot<T> py(prefix, "");
+  py.plot_fig_script("degree_of_conservation", "bar", conservation, sites, 2, "Amino acid", "D_i",
+                     site_labels);
+  Pyplot<T> rel(prefix, "");
+  std::vector<std::string> residues(20);
+  for (int a = 0; a < 20; ++a) residues[a] = std::string(1, AA_STR[a]);
+  rel.set_labels(residues, site_labels);
+  rel.plot_fig_script("degree_of_conservation_relative_entropy", "heatmap", entropy, 20, sites, "Site",
+                      "Amino acid", residues);
+
+  Javas<T> js("", "");
+  js.set_file_name(base);
+  js.set_param(sites, 2, {20, 70, 35, 60, std::max(600, 4 * sites), 300, -90});
+  js.set_labels(site_labels, {});
+  js.plotting("bar", conservation, {"", "Amino acid", "D<sub>i</sub>"}, {}, {"false", ""});
 }
 
-void chart_sequence_similarity(const std::string& base) {
-  const std::string name = file_part(base);
-  std::string s;
-  s += "set terminal pngcairo size 1200,800;\n";
-  s += "set output '" + name + ".png';\n";
-  s += "set datafile separator ',';\n";
-  s += "set colorbox user origin 0.908, 0.1 size 0.03, 0.25 noborder;\n";
-  s += "set style fill solid 0.8; set boxwidth 0.008;\n";
-  s += "set xlabel 'Identity'; set ylabel 'Number of sequences';\n";
-  s += "plot '" + name + ".csv' skip 1 using 1:2 with boxes notitle;\n";
-  seqio::write_string(base + ".gp", s, "w");
+template <typename T>
+void chart_sequence_similarity(const std::string& base, T** table) {
+  Javas<T> js("", "");
+  js.set_file_name(base);
+  js.set_param(100, 2, {20, 70, 35, 60, 800, 300, 0});
+  js.plotting("bar", table, {"", "Identity", "Number of sequences"}, {}, {"false", ""});
+  Gnuplot<T> gp("", "");
+  gp.set_file_name(base);
+  gp.plotting("bar", table, 100, 2, "Identity", "Number of sequences", {}, {},
+              "set colorbox user origin 0.908, 0.1 size 0.03, 0.25 noborder;\n");
 }
+
+template void chart_site_conservation<float>(const std::string&, float**, float**, int,
+                                             const std::vector<std::string>&);
+template void chart_site_conservation<double>(const std::string&, double**, double**, int,
+                                              const std::vector<std::string>&);
+template void chart_sequence_similarity<float>(const std::string&, float**);
+template void chart_sequence_similarity<double>(const std::string&, double**);
 
 }  // namespace tevo

@@ -9,7 +9,8 @@
 #include "protein/residues.h"  // AA_STR, aa_property_note
 #include "sequence/sequence.h"
 #include "sequence/sequence_charts.h"
-#include "sequence/table_out.h"
+#include "sequence/numbered_lines.h"
+#include "util/files.h"  // write_matrix_w_index, write_string
 
 namespace tevo {
 
@@ -104,15 +105,15 @@ void LSequence<T>::calc_site_conservation() {
 
   const std::string base = prefix + "_" + "degree_of_conservation";
   const std::vector<std::string> labels = site_labels();
-  seqio::write_matrix_w_index<T>(base, site_conservation, sites, 2, {"Site", "Index", "D_i"}, labels);
+  write_matrix_w_index<T>(base, site_conservation, sites, 2, {"Site", "Index", "D_i"}, labels);
   std::vector<std::string> header = labels;
   header.insert(header.begin(), "entropy");
   std::vector<std::string> residues(20);
   for (int a = 0; a < 20; ++a) residues[a] = std::string(1, AA_STR[a]);
-  seqio::write_matrix_w_index<T>(base + "_relative_entropy", aa_relative_entropy, 20, sites, header,
+  write_matrix_w_index<T>(base + "_relative_entropy", aa_relative_entropy, 20, sites, header,
                                  residues);
-  chart_site_conservation(base, sites);
-  seqio::write_string(prefix + ".log",
+  chart_site_conservation(prefix, site_conservation, aa_relative_entropy, sites, labels);
+  write_string(prefix + ".log",
                       std::string("1-1-1-2\n") + "Degree of conservation\n" +
                           "Degree of conservation at each single site (not included gaps). " +
                           aa_property_note + "\n" + "degree_of_conservation\n",
@@ -175,12 +176,12 @@ void LSequence<T>::calc_sequence_similarity(std::string msa_file, int) {
   for (int k = 0; k < 100; ++k) similarity[k][1] = static_cast<T>(hist[k]);
 
   const std::string base = prefix + "_" + "sequence_similarity";
-  seqio::write_matrix_w_index<T>(base, similarity, 100, 2, {"Identity", "Counts"}, {});
-  seqio::write_string(prefix + ".log",
+  write_matrix_w_index<T>(base, similarity, 100, 2, {"Identity", "Counts"}, {});
+  write_string(prefix + ".log",
                       std::string("1-1-1-0\n") + "Sequence similarity\n" +
                           "Distribution of similarities between pairwise sequences.\n" + base + "\n",
                       "a+");
-  chart_sequence_similarity(base);
+  chart_sequence_similarity(base, similarity);
 }
 
 template void LSequence<float>::sequence_entropy(float&, std::vector<float>, std::vector<float>, float);

@@ -10,7 +10,8 @@
 #include "sequence/residue_codes.h"
 #include "sequence/sequence.h"
 #include "sequence/sequence_charts.h"
-#include "sequence/table_out.h"
+#include "sequence/numbered_lines.h"
+#include "util/files.h"  // write_matrix_w_index, write_string
 #include "util/console.h"
 #include "util/strings.h"
 
@@ -89,16 +90,17 @@ void LSequence<T>::sequence_trim(std::string msa_file, std::string pdb, bool rep
   header.insert(header.begin(), " ");
   std::vector<std::string> row_labels(rows);
   for (int i = 0; i < rows; ++i) row_labels[i] = "seq" + std::to_string(i + 1);
-  seqio::write_matrix_w_index<int32_t>(base, trimmed_msa, rows, cols, header, row_labels, ",", ".csv", 0);
+  write_matrix_w_index<int>(base, trimmed_msa, rows, cols, header, row_labels, ",", ".csv", "i", 0);
 
   if (report)
-    seqio::write_string(prefix + ".log",
+    write_string(prefix + ".log",
                         std::string("1-1-1-1\n") + "Multiple sequence alignment\n" +
                             "Multiple sequence alignment. " + "Small nonpolar: G, A, S, T, " +
                             "hydrophobic: C, V, I, L, P, F, Y, M, W, " + "polar: N, Q, H, " +
                             "negatively charged: D, E, and " + "positively charged: K, R.\n" + base + "\n",
                         "a+");
-  chart_trimmed_alignment(base, rows, cols);
+  header.erase(header.begin());
+  chart_trimmed_alignment(base, trimmed_msa, rows, cols, header);
 }
 
 template <typename T>
@@ -262,7 +264,7 @@ void LSequence<T>::sequence_reweight(T theta, T sample) {
     span = "<span style=\"color:red\">not good quality</span>";
   }
   print_text("The quality of the obtained samples is " + word + "(" + num2string(q, 3) + ")");
-  seqio::write_string(prefix + ".log",
+  write_string(prefix + ".log",
                       "#WLA#\n<b>MSA (effective)</b>: " + num2string(sum, 1) + " samples (" + share +
                           "% identical neighborhood = " + num2string(sample, 1) + " sample)\n" +
                           "<b>MSA (" + span + ")</b>: " + num2string(q, 3) +

@@ -105,7 +105,7 @@ TEST(SequenceTrimCli, RefusalFilesAndBadAlignments) {
   EXPECT_EQ(files.at("t_msa_trimmed.a3m"), ">ref\nMKLVA\n>a\nMKLVA\n>b\nMKLV-\n");
   EXPECT_EQ(files.at("t_msa_trimmed.csv"),
             " ,M10,K11,L12,V13,A14\nseq1,13,12,11,20,1\nseq2,13,12,11,20,1\nseq3,13,12,11,20,0\n");
-  EXPECT_TRUE(has(files.at("t_msa_trimmed_heatmap.gp"),
+  EXPECT_TRUE(has(files.at("t_msa_trimmed.gp"),
                   "set palette model RGB defined (0 '#F5F5F5',1 '#EB8500',2 '#7B68EE',3 '#FF6347',"
                   "4 '#8B0000',5 '#00CCCC',6 '#FFA07A',7 '#FF0000',8 '#FFA500',9 '#FF4500',10 '#6593F5',"
                   "11 '#0080FF',12 '#9370DB',13 '#3CB371',14 '#00FF7F',15 '#00B300',16 '#FFD700',"
