@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "protein/protein.h"   // Protein, read_pdb
 #include "protein/residues.h"  // aa12idx, idx2aa
 #include "sequence/residue_codes.h"
 #include "sequence/numbered_lines.h"
@@ -36,35 +37,18 @@ std::string get_file_name(const std::string& path) {
 }
 
 std::vector<int> read_first_chain_residue_numbers(const std::string& pdb_file) {
-  std::ifstream in(pdb_file);
-  if (!in) {
-    print_info(pdb_file, 5);
-    std::exit(1);
+  {
+    std::ifstream probe(pdb_file);
+    if (!probe) {  // the structure reader would give an empty protein
+      print_info(pdb_file, 5);
+      std::exit(1);
+    }
   }
+  Protein<double> protein;
+  protein.read_pdb(pdb_file, false, "", false);
   std::vector<int> numbers;
-  std::string line, last_key;
-  char chain = 0;
-  bool started = false;
-  long number = 0;
-  while (std::getline(in, line)) {
-    ++number;
-    if (started && (line.compare(0, 3, "TER") == 0 || line.compare(0, 6, "ENDMDL") == 0)) break;
-    if (line.compare(0, 4, "ATOM") != 0) continue;
-    if (line.size() < 26)
-      fail(pdb_file + " line " + std::to_string(number) + ": ATOM record too short for a residue number");
-    if (started && line[21] != chain) break;
-    chain = line[21];
-    started = true;
-    const std::string key = line.substr(22, 5);  // number and insertion code
-    if (key == last_key) continue;
-    last_key = key;
-    char* end = nullptr;
-    const std::string digits = line.substr(22, 4);
-    const long value = std::strtol(digits.c_str(), &end, 10);
-    if (end == digits.c_str())
-      fail(pdb_file + " line " + std::to_string(number) + ": no residue number in \"" + digits + "\"");
-    numbers.push_back(static_cast<int>(value));
-  }
+  if (protein.get_num_of_chains() == 0) return numbers;
+  for (const AminoAcid<double>& residue : protein.chains[0].amino_acids) numbers.push_back(residue.get_index());
   return numbers;
 }
 

@@ -14,10 +14,9 @@ namespace tevo {
 // Stem of a path: the part behind the last "/" or "\", cut at its last ".".
 std::string get_file_name(const std::string& path);
 
-// Residue numbers of the first chain of a PDB file, one per residue in file
-// order (ATOM records; a residue ends where the number or insertion code
-// changes; the chain ends at TER, ENDMDL or a change of chain identifier).
-// An unreadable file prints "Error: cannot open <file>" and exits 1.
+// Residue numbers of the first chain of a PDB file (plain or gzip), one per
+// residue in file order, as the structure reader numbers them. An unreadable
+// file prints "Error: cannot open <file>" and exits 1.
 std::vector<int> read_first_chain_residue_numbers(const std::string& pdb_file);
 
 // Number of sites at which two byte rows agree, over n bytes.
