@@ -31,10 +31,15 @@ awk '/reweight_1_thread_s/{t1=$3} /reweight_2_threads_s/{t2=$3} /numpy_s/{np=$3}
          printf "BENCH CPU-time speed-up vs NumPy (1 thread): %.1fx\n", nc/c1}' \
   "$OUT/tevo.txt" "$OUT/numpy.txt"
 
-for t in 1 2; do
-  /usr/bin/time -v "$BUILD/src/tevo" sequence_stats -msa "$MSA" -threads $t -jobname stats_$t \
-    >"$OUT/stats_$t.out" 2>"$OUT/stats_$t.time"
-  echo "BENCH sequence_stats threads $t: $(grep 'Elapsed (wall' "$OUT/stats_$t.time" | awk '{print $NF}') wall," \
-       "$(grep 'Maximum resident' "$OUT/stats_$t.time" | awk '{print $NF}') kB peak"
+# Without gnuplot and python on PATH (the program alone), then as installed.
+for tools in none installed; do
+  for t in 1 2; do
+    if [ $tools = none ]; then P=/nonexistent; else P=$PATH; fi
+    env PATH=$P /usr/bin/time -v "$BUILD/src/tevo" sequence_stats -msa "$MSA" -threads $t -jobname stats_$t \
+      >"$OUT/stats_$t.out" 2>"$OUT/stats_$t.time"
+    echo "BENCH sequence_stats (outside tools: $tools) threads $t:" \
+         "$(grep 'Elapsed (wall' "$OUT/stats_$t.time" | awk '{print $NF}') wall," \
+         "$(grep 'Maximum resident' "$OUT/stats_$t.time" | awk '{print $NF}') kB peak"
+  done
 done
 grep "effective samples" "$OUT/stats_2.out"
