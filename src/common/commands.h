@@ -41,6 +41,9 @@ int nested_sampler();
 int stats_pearson();
 
 // Alignments and coupling analysis (cmd_sequence.cpp)
+int sequence_converter();
+int sequence_trim();
+int sequence_stats();
 
 // Neural networks and swarm-trained models (cmd_learning.cpp)
 

@@ -1,0 +1,148 @@
+// LSequence: one multiple sequence alignment with its trimmed form, sequence
+// weights and site statistics; the readers, writers and format converters of
+// alignment text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "util/random.h"  // MT19937
+
+namespace tevo {
+
+// Stem of a path: the part behind the last "/" or "\", cut at its last ".".
+std::string get_file_name(const std::string& path);
+
+// Residue numbers of the first chain of a PDB file (plain or gzip), one per
+// residue in file order, as the structure reader numbers them. An unreadable
+// file prints "Error: cannot open <file>" and exits 1.
+std::vector<int> read_first_chain_residue_numbers(const std::string& pdb_file);
+
+// Number of sites at which two byte rows agree, over n bytes.
+int count_equal_sites(const uint8_t* a, const uint8_t* b, int n);
+
+// Whether rows a and b agree at `need` sites or more out of n; stops as soon
+// as the answer is known.
+bool has_identity_at_least(const uint8_t* a, const uint8_t* b, int n, int need);
+
+// Row a against the m rows b, b + stride, ...: hit[j] = 1 where the two agree
+// at `need` sites or more. Returns the number of hits. stride: bytes per row.
+int rows_at_least(const uint8_t* a, const uint8_t* b, int m, int stride, int need, uint8_t* hit);
+
+// Row a against the m rows b, b + stride, ...: equal[j] = sites that agree.
+void rows_equal(const uint8_t* a, const uint8_t* b, int m, int stride, int* equal);
+
+template <typename T>
+class LSequence {
+ public:
+  LSequence(std::string jobname, std::string output, int offset);
+  ~LSequence();
+  LSequence(const LSequence&) = delete;
+  LSequence& operator=(const LSequence&) = delete;
+
+  void init(std::string pdb_file);
+  void set_job_info(std::string jobname, std::string output);
+  void set_seed(MT19937<T>* seed) { rng = seed; }
+  void set_max_iter(int n) { max_iter = n; }
+  void set_gap_frac(T v) { gap_frac = v; }
+  void set_site_gap_frac(T v) { site_gap_frac = v; }
+  void set_temperature(T v) { temperature = v; }
+  void set_threshold(T v) { threshold = v; }
+  int get_num_of_seq() const { return num_of_seq; }
+  int get_num_of_aa() const { return num_of_aa; }
+  int get_num_of_site() const { return num_of_site; }
+  int get_num_of_amino_acids() const { return num_of_aa; }
+  std::string get_ref_seq() const { return ref_seq; }
+
+  // Alignment text in and out.
+  void read_fasta(std::string file);
+  void read_msa(std::string file, bool print_summary);
+  void sequence_write(std::string file);
+  void is_sequence_valid();
+  void sequence2index(std::vector<int>& out, std::string& seq);
+  void index2sequence(std::string& out, std::vector<int>& idx);
+
+  // Converters of outside search-tool output.
+  void jackhmmer2fasta(std::string file);
+  void blast2fasta(std::string file);
+  void a3m_to_a2m(std::string file);
+
+  // Trimming and reweighting.
+  void sequence_trim(std::string msa_file, std::string pdb, bool report, bool spare_flag);
+  void sequence_filter_seqs(T gap_frac_bound);
+  void sequence_filter_site_gaps(T site_gap_frac_bound);
+  void sequence_reweight(T theta, T sample);
+
+  // Site statistics.
+  void sequence_entropy(T& result, std::vector<T> p, std::vector<T> q, T alpha);
+  void calc_site_conservation();
+  void calc_sequence_similarity(std::string msa_file, int spare);
+
+  void get_aa_idx_in_pdb();
+  void finish();
+
+  // Labels of the trimmed sites: residue letter + residue number.
+  std::vector<std::string> site_labels() const;
+
+  // ---- Fields (public, read by the commands and tests) ----
+  std::string jobname;   // job directory prefix
+  std::string output;    // output name
+  std::string prefix;    // jobname + output: start of every written file
+  std::string fasta_name;
+  std::string pdb_file;
+  int max_iter = 2000;
+  int num_of_aa = 0;
+  int num_of_seq = 0;
+  int num_of_trimmed_seq = 0;
+  int num_of_valid_seq = 0;
+  int num_of_site = 0;
+  int num_of_trimmed_site = 0;
+  int offset = 1;
+  std::string ref_seq;
+  std::string trimmed_ref_seq;
+  std::vector<std::string> seq_names;
+  std::vector<std::string> sequences;
+  std::vector<std::vector<int>> msa_idx;
+  std::vector<int> seq_map;
+  std::vector<int> ref_columns;
+  std::vector<int> site_map;
+  int32_t** msa = nullptr;          // [num_of_seq][num_of_site], owned, rows share one block
+  int32_t** trimmed_msa = nullptr;  // [num_of_trimmed_seq][num_of_trimmed_site], owned
+  T gap_frac = 0.2;
+  T site_gap_frac = 1.0;
+  T effective_samples = 0;
+  T temperature = 1.0;
+  T identity_cut = 0.99;
+  T threshold = 0;
+  T* weights = nullptr;  // [num_of_trimmed_seq], owned
+
+  // Filled by calc_site_conservation.
+  T** site_conservation = nullptr;    // [num_of_trimmed_site][2], owned
+  T** aa_relative_entropy = nullptr;  // [20][num_of_trimmed_site], owned
+  // Filled by calc_sequence_similarity: [100][2], owned.
+  T** similarity = nullptr;
+
+  std::vector<int> pdb_residue_numbers;  // first chain of pdb_file, from get_aa_idx_in_pdb
+  MT19937<T>* rng = nullptr;             // not owned
+
+ private:
+  // trimmed_msa as bytes, one row every stride_ bytes (a multiple of 32; the
+  // padding holds 0xFF in every row, so it always agrees): the pair loops' form.
+  std::vector<uint8_t> packed_;
+  int stride_ = 0;
+  int msa_rows_ = 0;
+  int trimmed_rows_ = 0;
+  int stats_sites_ = 0;  // rows of site_conservation
+  void free_msa();
+  void free_trimmed();
+  void free_stats();
+  void free_conservation();
+  void pack_trimmed();
+  int need_sites(T theta) const;
+};
+
+extern template class LSequence<float>;
+extern template class LSequence<double>;
+
+}  // namespace tevo

@@ -1,0 +1,539 @@
+// LSequence: reading and its bad-input table, converters, trimming filters,
+// reweighting and similarity against naive oracles, entropy and conservation.
+#include "sequence/sequence.h"
+
+#include <gtest/gtest.h>
+#include <omp.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include "util/capture.h"
+
+using tevo::LSequence;
+
+namespace {
+
+// Directories still to remove when a death-test child ends through exit(1),
+// which skips the destructors.
+std::vector<std::string>& pending_dirs() {
+  static auto* dirs = new std::vector<std::string>;  // outlives the exit handlers
+  return *dirs;
+}
+
+void remove_pending_dirs() {
+  for (const std::string& d : pending_dirs()) std::filesystem::remove_all(d);
+}
+
+class TempDir {
+ public:
+  TempDir() {
+    char pattern[] = "/tmp/tevo_seq_XXXXXX";
+    path_ = mkdtemp(pattern);
+    path_ += "/";
+    static const bool registered = std::atexit(remove_pending_dirs) == 0;
+    (void)registered;
+    pending_dirs().push_back(path_);
+  }
+  ~TempDir() { std::filesystem::remove_all(path_); }
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(path_ + name, std::ios::binary) << text;
+    return path_ + name;
+  }
+  std::string read(const std::string& name) const {
+    std::ifstream in(path_ + name, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+  }
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+const std::string kAlphabet = "-ARNDCQEGHILKMFPSTWYV";
+
+// The charts run gnuplot and python when they are on PATH; these tests check
+// the numbers, so the plotting tools are kept out (the end-to-end tests run them).
+const bool kNoPlotTools = setenv("PATH", "/nonexistent", 1) == 0;
+
+// A reproducible alignment: mutated and gapped copies of a random reference.
+std::string random_alignment(int n, int sites, unsigned seed, double mutate, double gap) {
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<double> u(0, 1);
+  std::uniform_int_distribution<int> letter(1, 20);
+  std::string ref(sites, 'A');
+  for (char& c : ref) c = kAlphabet[letter(rng)];
+  std::string text;
+  for (int i = 0; i < n; ++i) {
+    std::string s = ref;
+    if (i > 0)
+      for (char& c : s) {
+        const double r = u(rng);
+        if (r < gap) c = '-';
+        else if (r < gap + mutate) c = kAlphabet[letter(rng)];
+      }
+    text += ">s" + std::to_string(i) + "\n" + s + "\n";
+  }
+  return text;
+}
+
+// Trims `text` with the given bounds into a fresh object in `dir`.
+void trim(LSequence<double>& seq, const TempDir& dir, const std::string& text, double gap_frac = 1.0,
+          double site_gap_frac = 1.0, bool quiet = true) {
+  const std::string file = dir.write("in.fasta", text);
+  seq.init("");
+  seq.set_gap_frac(gap_frac);
+  seq.set_site_gap_frac(site_gap_frac);
+  if (quiet)
+    captured_stdout([&] { seq.sequence_trim(file, "", false, false); });
+  else
+    seq.sequence_trim(file, "", false, false);
+}
+
+// Runs `body` in a child whose standard output goes to standard error, so that
+// EXPECT_EXIT can match the printed message.
+// The child is a fresh run of the test binary ("threadsafe"): a plain fork
+// of a process whose OpenMP team is alive can hang in the next parallel region.
+#define EXPECT_FAILS_WITH(body, message)                                   \
+  do {                                                                     \
+    GTEST_FLAG_SET(death_test_style, "threadsafe");                        \
+    EXPECT_EXIT(({ dup2(2, 1); body; }), ::testing::ExitedWithCode(1), message); \
+  } while (0)
+
+}  // namespace
+
+TEST(SequenceRead, LettersCaseRecordsAndCounts) {
+  ASSERT_TRUE(kNoPlotTools);
+  TempDir dir;
+  LSequence<double> seq(dir.path(), "job", 0);
+  EXPECT_EQ(seq.prefix, dir.path() + "job");
+  EXPECT_EQ(seq.offset, 1);  // 0 means the first residue is 1
+  const std::string file =
+      dir.write("a.fasta", "  >ref one\nAC-D\nef\n\n# a comment\n>second\nacXd\nB.zZ\n>third\nAAAAAAAA\n");
+  const std::string out = captured_stdout([&] { seq.read_msa(file, true); });
+  ASSERT_EQ(seq.num_of_seq, 3);
+  EXPECT_EQ(seq.num_of_site, 6);
+  EXPECT_EQ(seq.num_of_aa, 5);
+  EXPECT_EQ(seq.seq_names[0], ">ref one");  // trimmed, ">" kept
+  EXPECT_EQ(seq.sequences[0], "AC-Def");
+  EXPECT_EQ(seq.sequences[1], "ac-d----");   // lower case stays, no residue becomes a gap
+  EXPECT_EQ(seq.sequences[2], "AAAAAAAA");    // longer than the reference: accepted
+  const int expect1[6] = {1, 5, 0, 4, 0, 0};
+  for (int j = 0; j < 6; ++j) EXPECT_EQ(seq.msa[1][j], expect1[j]) << j;
+  EXPECT_EQ(seq.msa[0][4], 7);  // 'e' folds to E
+  EXPECT_NE(out.find("-- Loaded 3 sequences of 6 sites from\n-- " + file + "\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("-- The reference sequence (5 AA) is:\n-- ACDef "), std::string::npos) << out;
+
+  std::vector<int> idx;
+  std::string s = "A-vX";
+  seq.sequence2index(idx, s);
+  EXPECT_EQ(idx, (std::vector<int>{1, 0, 20, -1}));
+  std::string back;
+  idx = {0, 1, 20, 7};
+  seq.index2sequence(back, idx);
+  EXPECT_EQ(back, "-AVE");
+  seq.finish();
+  EXPECT_TRUE(seq.sequences.empty());
+  EXPECT_EQ(seq.msa, nullptr);
+}
+
+TEST(SequenceRead, FastaFoldsOnlyTheHead) {
+  TempDir dir;
+  LSequence<double> seq(dir.path(), "job", 1);
+  seq.read_fasta(dir.write("p.fa", ">a\nacde\nfg\n>b\nhik\n"));
+  // Lines of 4, 2 and 3 characters fold at most the first 4: "fghik" stays.
+  EXPECT_EQ(seq.ref_seq, "ACDEfghik");
+  EXPECT_EQ(seq.num_of_aa, 9);
+  EXPECT_EQ(seq.fasta_name, "p");
+  EXPECT_EQ(tevo::get_file_name("/x.y/dir\\name.tar.gz"), "name.tar");
+}
+
+TEST(SequenceReadDeathTest, BadInputTable) {
+  TempDir dir;
+  struct Case {
+    std::string text, message;
+  } cases[] = {
+      {"", "Error: .*empty.fa holds no sequence"},
+      {"# only a comment\n\n", "holds no sequence"},
+      {"ACDE\nACDE\n", "line 1: sequence text before the first \">\" name line"},
+      {"name ACDE\n>x\nAC\n", "line 1: sequence text before"},
+      {">a\n>b\n", "the reference sequence >a is empty"},
+      {">a\nACDEF\n>b\nACDEF\n>short one\nACD\n", "sequence 3 >short one has 3 sites, fewer than the 5"},
+      {">a\nACDEF\n>b\n", "sequence 2 >b has 0 sites"},
+  };
+  for (const Case& c : cases) {
+    const std::string file = dir.write("empty.fa", c.text);
+    LSequence<double> seq(dir.path(), "job", 1);
+    EXPECT_FAILS_WITH(seq.read_msa(file, false), c.message);
+  }
+  LSequence<double> seq(dir.path(), "job", 1);
+  EXPECT_FAILS_WITH(seq.read_msa(dir.path() + "missing.fa", false), "Error: cannot open .*missing.fa");
+  EXPECT_FAILS_WITH(seq.read_fasta(dir.path() + "missing.fa"), "Error: cannot open .*missing.fa");
+  // A reference of gaps only leaves no column to project on.
+  const std::string gaps = dir.write("g.fa", ">a\n---\n>b\nAAA\n");
+  EXPECT_FAILS_WITH(seq.sequence_trim(gaps, "", false, false), "reference sequence >a has no residue");
+  // Nothing to write.
+  EXPECT_FAILS_WITH(seq.sequence_write(dir.path() + "x"), "Error: no sequence will be saved!");
+}
+
+TEST(SequenceConvert, JackhmmerBlastAndA3m) {
+  TempDir dir;
+  LSequence<double> seq(dir.path(), "job", 1);
+  const std::string sto = dir.write("s.sto",
+                                    "# STOCKHOLM 1.0\n#=GF ID x\n\nseqA   ..AC-d.E\nseqB/2-9 KLM\n"
+                                    "seqB/2-9 KLMNPQRS\nabc\n//\n");
+  std::string out = captured_stdout([&] { seq.jackhmmer2fasta(sto); });
+  // Names without ">", text after the blanks unchanged, short lines dropped,
+  // records of one name not merged.
+  EXPECT_EQ(dir.read("job.a3m"), "seqA\n..AC-d.E\nseqB/2-9\nKLM\nseqB/2-9\nKLMNPQRS\n");
+  EXPECT_NE(out.find("-- The converted MSA (3 sequences with 8 sites) can be found at:\n-- " + dir.path() +
+                     "job.a3m\n"),
+            std::string::npos)
+      << out;
+  EXPECT_TRUE(seq.sequences.empty());
+  EXPECT_EQ(seq.num_of_seq, 3);
+  EXPECT_EQ(seq.num_of_site, 8);
+
+  const std::string blast = dir.write("b.tsv", "sp|P1|X\tAC--DE-F\n# note\n\ntr|Q2\t-KL\n");
+  out = captured_stdout([&] { seq.blast2fasta(blast); });
+  EXPECT_EQ(dir.read("job_blast.a3m"), "sp|P1|X\nACDEF\ntr|Q2\nKL\n");
+  EXPECT_NE(out.find("-- The converted MSA (2 sequences) can be found at:\n-- " + dir.path() +
+                     "job_blast.a3m\n"),
+            std::string::npos);
+
+  const std::string a3m = dir.write("c.a3m", ">n1 ACdE-f extra\n>n2  AC\n");
+  out = captured_stdout([&] { seq.a3m_to_a2m(a3m); });
+  EXPECT_EQ(dir.read("job.a2m"), ">n1\nACdE-f\n>n2\nAC\n");
+  // The message names another file than the one written.
+  EXPECT_NE(out.find("(2 sequences with 6 sites) can be found at:\n-- " + dir.path() + "job_msa.a2m\n"),
+            std::string::npos);
+  EXPECT_FALSE(std::ifstream(dir.path() + "job_msa.a2m").good());
+
+  // The ".a3m" of jackhmmer2fasta has no ">" names: refused by read_msa.
+  EXPECT_FAILS_WITH(seq.read_msa(dir.path() + "job.a3m", false), "line 1: sequence text before");
+  EXPECT_FAILS_WITH(seq.blast2fasta(dir.write("bad.tsv", "a\tAC\nonlyone\n")),
+                    "bad.tsv line 2: expected two tab-separated fields");
+  EXPECT_FAILS_WITH(seq.a3m_to_a2m(dir.write("bad.a3m", ">a AC\n>b\n")), "bad.a3m line 2: expected a name");
+  EXPECT_FAILS_WITH(seq.jackhmmer2fasta(dir.write("bad.sto", "nameonly\n")), "line 1: no blank");
+  EXPECT_FAILS_WITH(seq.jackhmmer2fasta(dir.write("empty.sto", "# x\n//\n")), "no sequence will be saved!");
+}
+
+TEST(SequenceTrim, ProjectionFiltersInOrderAndInclusiveBounds) {
+  TempDir dir;
+  // Reference gap at column 2: that column goes from every sequence.
+  // After projection (5 sites): s1 has 1 gap (0.2), s2 2 gaps (0.4), s3 0.
+  const std::string text =
+      ">ref\nAC-DEF\n>s1\nac-DE-\n>s2\nA-Q-EF\n>s3\nACWDEY\n";
+  LSequence<double> seq(dir.path(), "job", 1);
+  trim(seq, dir, text, 0.2, 1.0);
+  EXPECT_EQ(seq.seq_map, (std::vector<int>{0, 1, -1, 3}));  // 0.2 stays: the bound is inclusive
+  EXPECT_EQ(seq.num_of_trimmed_seq, 3);
+  EXPECT_EQ(seq.num_of_trimmed_site, 5);
+  EXPECT_EQ(seq.sequences[1], "ACDE-");  // folded to upper case
+  EXPECT_EQ(seq.ref_columns.size(), 4u * 5u);  // one copy of the columns per input sequence
+  EXPECT_EQ(std::vector<int>(seq.ref_columns.begin(), seq.ref_columns.begin() + 5),
+            (std::vector<int>{0, 1, 3, 4, 5}));
+  EXPECT_EQ(seq.trimmed_ref_seq, "ACDEF");
+  EXPECT_EQ(dir.read("job_msa_trimmed.a3m"), ">ref\nACDEF\n>s1\nACDE-\n>s3\nACDEY\n");
+  EXPECT_EQ(seq.trimmed_msa[1][4], 0);
+  EXPECT_EQ(seq.trimmed_msa[2][4], 19);
+  const std::string csv = dir.read("job_msa_trimmed.csv");
+  EXPECT_EQ(csv.substr(0, csv.find('\n') + 1), " ,A1,C2,D3,E4,F5\n");
+  EXPECT_NE(csv.find("seq2,1,5,4,7,0\n"), std::string::npos) << csv;
+
+  // Site filter after the sequence filter: with s2 dropped, site 4 has 1 gap
+  // of 3 (kept at 1/3 only when the bound reaches it).
+  LSequence<double> strict(dir.path(), "k", 1);
+  trim(strict, dir, text, 0.2, 0.3);
+  EXPECT_EQ(strict.site_map, (std::vector<int>{0, 1, 2, 3, -1}));
+  EXPECT_EQ(strict.num_of_trimmed_site, 4);
+  LSequence<double> exact(dir.path(), "k", 1);
+  trim(exact, dir, text, 0.2, 1.0 / 3.0);
+  EXPECT_EQ(exact.num_of_trimmed_site, 5);
+  // With s2 kept (0.4 of gaps), sites 1, 2 and 4 hold one gap of four each.
+  LSequence<double> loose(dir.path(), "k", 1);
+  trim(loose, dir, text, 0.4, 0.25);
+  EXPECT_EQ(loose.num_of_trimmed_seq, 4);
+  EXPECT_EQ(loose.site_map, (std::vector<int>{0, 1, 2, 3, 4}));
+  LSequence<double> below(dir.path(), "k", 1);
+  trim(below, dir, text, 0.4, 0.24);
+  EXPECT_EQ(below.site_map, (std::vector<int>{0, -1, -1, 3, -1}));
+  EXPECT_EQ(below.sequences[2], "AE");
+}
+
+TEST(SequenceTrimDeathTest, NothingLeft) {
+  TempDir dir;
+  const std::string text = ">ref\nACD\n>s\nA-D\n";
+  LSequence<double> a(dir.path(), "job", 1);
+  EXPECT_FAILS_WITH(trim(a, dir, text, -0.1, 1.0, false), "Error: no sequence will be saved!");
+  LSequence<double> b(dir.path(), "job", 1);
+  EXPECT_FAILS_WITH(trim(b, dir, text, 1.0, -0.1, false), "no site of .* is left after trimming");
+}
+
+namespace {
+
+// Neighbour weights by the plain definition: every ordered pair, no shortcut.
+std::vector<double> oracle_weights(const LSequence<double>& seq, double theta) {
+  const int n = seq.num_of_trimmed_seq, L = seq.num_of_trimmed_site;
+  std::vector<double> w(n, 1.0);
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) {
+      if (i == j) continue;
+      int equal = 0;
+      for (int k = 0; k < L; ++k) equal += seq.trimmed_msa[i][k] == seq.trimmed_msa[j][k];
+      if (equal >= (1 - theta) * L) w[i] += 1.0;
+    }
+  for (double& x : w) x = 1 / x;
+  return w;
+}
+
+}  // namespace
+
+TEST(SequenceReweight, MatchesOracleOnOneAndTwoThreads) {
+  TempDir dir;
+  // 70 sites: not a multiple of the vector width, so the padding path is used.
+  const std::string text = random_alignment(300, 70, 7, 0.15, 0.05);
+  for (int threads : {1, 2}) {
+    omp_set_num_threads(threads);
+    for (double theta : {0.0, 0.2, 0.35, 1.0}) {
+      LSequence<double> seq(dir.path(), "job", 1);
+      trim(seq, dir, text);
+      captured_stdout([&] { seq.sequence_reweight(theta, 1.0); });
+      const std::vector<double> w = oracle_weights(seq, theta);
+      double sum = 0;
+      for (int i = 0; i < seq.num_of_trimmed_seq; ++i) {
+        EXPECT_EQ(seq.weights[i], w[i]) << "threads " << threads << " theta " << theta << " row " << i;
+        sum += w[i];
+      }
+      EXPECT_DOUBLE_EQ(seq.effective_samples, sum);
+      if (theta == 1.0) {
+        EXPECT_NEAR(seq.effective_samples, 1.0, 1e-12);  // rounding of 300 * (1/300)
+      }
+    }
+  }
+  omp_set_num_threads(2);
+}
+
+TEST(SequenceReweight, ThetaZeroQualityWordsAndRecord) {
+  TempDir dir;
+  // Rows 0 and 2 identical (gaps included); row 1 differs in one gap.
+  LSequence<double> seq(dir.path(), "job", 1);
+  trim(seq, dir, ">r\nACDEF\n>a\nACDE-\n>b\nACDEF\n");
+  const std::string out = captured_stdout([&] { seq.sequence_reweight(0.0, 2.0); });
+  EXPECT_EQ(seq.weights[0], 1.0);
+  EXPECT_EQ(seq.weights[1], 2.0);
+  EXPECT_EQ(seq.weights[2], 1.0);
+  // 4 effective samples over 5 residues: q = 0.8.
+  EXPECT_NE(out.find("-- Got 4.0 effective samples (100.0% identical neighborhood = 2.0 sample)\n"),
+            std::string::npos)
+      << out;
+  EXPECT_NE(out.find("-- The quality of the obtained samples is not good (0.800)"), std::string::npos);
+  EXPECT_EQ(dir.read("job.log"),
+            "#WLA#\n<b>MSA (effective)</b>: 4.0 samples (100.0% identical neighborhood = 2.0 sample)\n"
+            "<b>MSA (<span style=\"color:red\">not good quality</span>)</b>: 0.800 (> 5: very good; > 1 && "
+            "< 5: good; < 1: not good)\n");
+  // q exactly 1 and exactly 5 read "good ".
+  for (double sample : {2.5, 12.5}) {  // sum 2 * sample over 5 residues
+    const std::string o = captured_stdout([&] { seq.sequence_reweight(0.0, sample); });
+    EXPECT_NE(o.find("samples is good ("), std::string::npos) << o;
+  }
+  const std::string very = captured_stdout([&] { seq.sequence_reweight(0.0, 14.0); });
+  EXPECT_NE(very.find("samples is very good (5.600)"), std::string::npos) << very;
+  EXPECT_FAILS_WITH(seq.sequence_reweight(1.5, 1.0),
+                    "Error: .theta is not in \\[0, 1\\]. Will not reweight any sequences!");
+  EXPECT_FAILS_WITH(seq.sequence_reweight(-0.01, 1.0), "Will not reweight");
+}
+
+TEST(SequenceKernels, CountsMatchAPlainLoop) {
+  std::mt19937 rng(11);
+  std::vector<uint8_t> a(4200), b(4200);
+  for (int n : {0, 1, 15, 16, 31, 32, 33, 63, 64, 65, 300, 4096, 4200}) {
+    for (int trial = 0; trial < 5; ++trial) {
+      for (int k = 0; k < n; ++k) {
+        a[k] = rng() % 4;  // few states: many equal bytes
+        b[k] = rng() % 4;
+      }
+      int equal = 0;
+      for (int k = 0; k < n; ++k) equal += a[k] == b[k];
+      ASSERT_EQ(tevo::count_equal_sites(a.data(), b.data(), n), equal) << n;
+      for (int need : {0, equal - 1, equal, equal + 1, n, n + 1})
+        ASSERT_EQ(tevo::has_identity_at_least(a.data(), b.data(), n, need), equal >= need) << n << " " << need;
+    }
+  }
+  // Row against a tile of rows, strides of whole 32-byte vectors.
+  for (int stride : {32, 64, 96, 320, 8192 + 32}) {
+    const int m = 7;
+    std::vector<uint8_t> row(stride), tile(static_cast<std::size_t>(m) * stride);
+    for (auto& x : row) x = rng() % 3;
+    for (auto& x : tile) x = rng() % 3;
+    std::copy(row.begin(), row.end(), tile.begin() + 2 * stride);  // one full match
+    std::vector<int> equal(m), expect(m, 0);
+    for (int j = 0; j < m; ++j)
+      for (int k = 0; k < stride; ++k) expect[j] += row[k] == tile[static_cast<std::size_t>(j) * stride + k];
+    tevo::rows_equal(row.data(), tile.data(), m, stride, equal.data());
+    EXPECT_EQ(equal, expect) << stride;
+    for (int need : {0, stride / 3, stride / 2, stride - 1, stride, stride + 1}) {
+      std::vector<uint8_t> hit(m, 9);
+      int hits = 0;
+      for (int j = 0; j < m; ++j) hits += expect[j] >= need;
+      EXPECT_EQ(tevo::rows_at_least(row.data(), tile.data(), m, stride, need, hit.data()), hits);
+      for (int j = 0; j < m; ++j) EXPECT_EQ(hit[j], expect[j] >= need) << stride << " " << need << " " << j;
+    }
+  }
+  // All 4200 bytes equal: 8-bit lane counters must not wrap.
+  std::vector<uint8_t> c(4200, 9);
+  EXPECT_EQ(tevo::count_equal_sites(c.data(), c.data(), 4200), 4200);
+}
+
+TEST(SequenceEntropy, AllSixCases) {
+  LSequence<double> seq("", "", 1);
+  double r = -1;
+  // n >= 2, alpha 1: the gap state (index 0) is left out, zeros skipped.
+  seq.sequence_entropy(r, {0.5, 0.25, 0.25, 0.0}, {0.9, 0.5, 0.05, 0.3}, 1.0);
+  EXPECT_NEAR(r, 0.25 * std::log(0.5) + 0.25 * std::log(5.0), 1e-15);
+  seq.sequence_entropy(r, {0.5, 0.5}, {0.1, 0.1}, 0.0);
+  EXPECT_EQ(r, 1.0);
+  seq.sequence_entropy(r, {0.3, 0.2, 0.5}, {0.1, 0.4, 0.5}, 2.0);
+  EXPECT_NEAR(r, std::log(0.04 / 0.4 + 0.25 / 0.5), 1e-15);
+  // n == 1: the other state is 1 - f.
+  seq.sequence_entropy(r, {0.25}, {0.5}, 1.0);
+  EXPECT_NEAR(r, 0.25 * std::log(0.5) + 0.75 * std::log(1.5), 1e-15);
+  seq.sequence_entropy(r, {1.0}, {0.25}, 1.0);
+  EXPECT_NEAR(r, std::log(4.0), 1e-15);
+  seq.sequence_entropy(r, {0.0}, {0.25}, 1.0);
+  EXPECT_NEAR(r, std::log(1 / 0.75), 1e-15);
+  seq.sequence_entropy(r, {0.7}, {0.2}, 0.0);
+  EXPECT_EQ(r, 1.0);
+  seq.sequence_entropy(r, {0.25}, {0.5}, 0.5);
+  EXPECT_NEAR(r, -2 * std::log(std::sqrt(0.25 * 0.5) + std::sqrt(0.75 * 0.5)), 1e-15);
+}
+
+TEST(SequenceConservation, BackgroundScaledByGaps) {
+  TempDir dir;
+  // Site 0: all A (conserved); site 1: half gaps; site 2: mixed. 4 rows.
+  LSequence<double> seq(dir.path(), "job", 1);
+  trim(seq, dir, ">r\nAWC\n>a\nA-D\n>b\nAWC\n>c\nA-E\n");
+  captured_stdout([&] { seq.calc_site_conservation(); });
+  const double g = 2.0 / 12.0;  // gaps over all cells
+  const double qA = (1 - g) * 0.073, qW = (1 - g) * 0.013, qC = (1 - g) * 0.025, qD = (1 - g) * 0.05,
+               qE = (1 - g) * 0.061;
+  EXPECT_NEAR(seq.site_conservation[0][1], std::log(1 / qA), 1e-12);
+  EXPECT_NEAR(seq.site_conservation[1][1], 0.5 * std::log(0.5 / qW), 1e-12);
+  EXPECT_NEAR(seq.site_conservation[2][1],
+              0.5 * std::log(0.5 / qC) + 0.25 * std::log(0.25 / qD) + 0.25 * std::log(0.25 / qE), 1e-12);
+  EXPECT_EQ(seq.site_conservation[2][0], 2.0);
+  // Relative entropy of W (index 18) at site 1: f = 0.5 against qW.
+  EXPECT_NEAR(seq.aa_relative_entropy[17][1], 0.5 * std::log(0.5 / qW) + 0.5 * std::log(0.5 / (1 - qW)),
+              1e-12);
+  EXPECT_NEAR(seq.aa_relative_entropy[0][1], std::log(1 / (1 - qA)), 1e-12);  // absent A
+  const std::string csv = dir.read("job_degree_of_conservation.csv");
+  EXPECT_EQ(csv.substr(0, 26), "Site,Index,D_i\nA1,0.00000,");
+  const std::string rel = dir.read("job_degree_of_conservation_relative_entropy.csv");
+  EXPECT_EQ(rel.substr(0, rel.find('\n')), "entropy,A1,W2,C3");
+  EXPECT_NE(dir.read("job.log").find("1-1-1-2\nDegree of conservation\n"), std::string::npos);
+
+  // No gaps: the background is the table itself; a site of gaps only is 0.
+  LSequence<double> plain(dir.path(), "p", 1);
+  trim(plain, dir, ">r\nAC\n>a\nAC\n");
+  captured_stdout([&] { plain.calc_site_conservation(); });
+  EXPECT_NEAR(plain.site_conservation[1][1], std::log(1 / 0.025), 1e-12);
+  std::vector<double> only_gaps(21, 0.0), background(21, 0.04);
+  only_gaps[0] = 1.0;
+  double d = -1;
+  plain.sequence_entropy(d, only_gaps, background, 1.0);
+  EXPECT_EQ(d, 0.0);
+}
+
+TEST(SequenceSimilarity, HistogramMatchesOracle) {
+  TempDir dir;
+  const std::string text = random_alignment(150, 45, 3, 0.4, 0.1);
+  for (int threads : {1, 2}) {
+    omp_set_num_threads(threads);
+    LSequence<double> seq(dir.path(), "job", 1);
+    trim(seq, dir, text);
+    const std::string file = dir.path() + "in.fasta";
+    captured_stdout([&] { seq.calc_sequence_similarity(file, 1000); });
+    const int n = seq.num_of_trimmed_seq, L = seq.num_of_trimmed_site;
+    std::vector<double> hist(100, 0);
+    for (int i = 0; i < n; ++i)
+      for (int j = i + 1; j < n; ++j) {
+        int equal = 0;
+        for (int k = 0; k < L; ++k) equal += seq.trimmed_msa[i][k] == seq.trimmed_msa[j][k];
+        const double identity = static_cast<double>(equal) / L;
+        for (int k = 0; k < 100; ++k)
+          if (k * 0.01 < identity && identity <= (k + 1) * 0.01) {
+            hist[k] += 1;
+            break;
+          }
+      }
+    for (int k = 0; k < 100; ++k) {
+      EXPECT_EQ(seq.similarity[k][1], hist[k]) << k;
+      EXPECT_EQ(seq.similarity[k][0], (k + 1) * 0.01);
+    }
+    EXPECT_EQ(seq.num_of_seq, 150);  // the alignment was read again
+  }
+  omp_set_num_threads(2);
+
+  // Two identical sequences: the last bin; one sequence: nothing.
+  LSequence<double> two(dir.path(), "two", 1);
+  trim(two, dir, ">a\nACDEFG\n>b\nACDEFG\n");
+  captured_stdout([&] { two.calc_sequence_similarity(dir.path() + "in.fasta", 1000); });
+  EXPECT_EQ(two.similarity[99][1], 1.0);
+  const std::string csv = dir.read("two_sequence_similarity.csv");
+  EXPECT_EQ(csv.substr(0, 34), "Identity,Counts\n0.01000,0.00000\n0.");
+  EXPECT_NE(csv.find("\n1.00000,1.00000\n"), std::string::npos);
+  LSequence<double> one(dir.path(), "one", 1);
+  trim(one, dir, ">a\nACDEFG\n");
+  captured_stdout([&] { one.calc_sequence_similarity(dir.path() + "in.fasta", 1000); });
+  for (int k = 0; k < 100; ++k) EXPECT_EQ(one.similarity[k][1], 0.0);
+  // Identity 0 falls in no bin.
+  LSequence<double> none(dir.path(), "none", 1);
+  trim(none, dir, ">a\nAC\n>b\nDE\n");
+  captured_stdout([&] { none.calc_sequence_similarity(dir.path() + "in.fasta", 1000); });
+  double total = 0;
+  for (int k = 0; k < 100; ++k) total += none.similarity[k][1];
+  EXPECT_EQ(total, 0.0);
+}
+
+TEST(SequenceLabels, StructureResidueNumbers) {
+  TempDir dir;
+  const std::string pdb = dir.write(
+      "s.pdb",
+      "HEADER    test\n"
+      "ATOM      1  N   ALA A  10      11.104   6.134  -6.504  1.00  0.00           N\n"
+      "ATOM      2  CA  ALA A  10      11.639   6.071  -5.147  1.00  0.00           C\n"
+      "ATOM      3  CA  CYS A  11      12.000   6.000  -5.000  1.00  0.00           C\n"
+      "ATOM      4  CA  CYS A  11A     12.000   6.000  -5.000  1.00  0.00           C\n"
+      "ATOM      5  CA  ASP A  15      12.000   6.000  -5.000  1.00  0.00           C\n"
+      "TER\n"
+      "ATOM      6  CA  GLU B   1      12.000   6.000  -5.000  1.00  0.00           C\n");
+  // 11 and 11A share a number: one residue for the structure reader.
+  EXPECT_EQ(tevo::read_first_chain_residue_numbers(pdb), (std::vector<int>{10, 11, 15}));
+  LSequence<double> seq(dir.path(), "job", 5);
+  const std::string file = dir.write("in.fasta", ">r\nACD\n");
+  seq.init("");
+  captured_stdout([&] { seq.sequence_trim(file, "", false, false); });
+  EXPECT_EQ(seq.site_labels(), (std::vector<std::string>{"A5", "C6", "D7"}));
+  seq.init(pdb);
+  captured_stdout([&] { seq.sequence_trim(file, pdb, false, false); });
+  EXPECT_EQ(seq.site_labels(), (std::vector<std::string>{"A10", "C11", "D15"}));
+  const std::string small = dir.write("small.pdb",
+                                      "ATOM      1  CA  ALA A   3      11.639   6.071  -5.147  1.00  0.00\n");
+  seq.init(small);
+  EXPECT_FAILS_WITH(seq.sequence_trim(file, small, false, false), "first chain holds 1 residues, fewer than the 3");
+  EXPECT_FAILS_WITH(seq.init(dir.path() + "none.pdb"), "Error: cannot open .*none.pdb");
+
+  const std::string real = std::string(TEVO_SHARED_DATA) + "/structures/single/5dpv.pdb";
+  if (!std::ifstream(real).good()) GTEST_SKIP() << "shared data absent";
+  const std::vector<int> numbers = tevo::read_first_chain_residue_numbers(real);
+  ASSERT_GT(numbers.size(), 200u);
+  for (std::size_t k = 1; k < numbers.size(); ++k) EXPECT_GE(numbers[k], numbers[k - 1]);
+}
