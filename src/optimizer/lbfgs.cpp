@@ -103,6 +103,9 @@ int LBFGS<T>::actuate(T* x, T* fx, Objective objective, void* data) {
   T* s_ring = alloc<T>(static_cast<std::size_t>(mm) * n);  // [mm][n]
   T* y_ring = alloc<T>(static_cast<std::size_t>(mm) * n);  // [mm][n]
   T* pf = past > 0 ? alloc<T>(past) : nullptr;              // values of the last `past` iterations
+  auto release = [&] {
+    for (T* p : {xp, g, gp, d, w, alpha, ys_ring, s_ring, y_ring, pf}) delete[] p;
+  };
   if (!xp || !g || !gp || !d || !w || !alpha || !ys_ring || !s_ring || !y_ring || (past > 0 && !pf)) {
     print_info("no sufficient memory! Please double-check!", 9);
     std::exit(1);
@@ -120,6 +123,7 @@ int LBFGS<T>::actuate(T* x, T* fx, Objective objective, void* data) {
   if (xnorm < 1) xnorm = 1;
   if (gnorm / xnorm <= epsilon) {
     print_info("already minimized!", 11);
+    release();  // the process ends here: nothing is left to the leak checker
     std::exit(0);
   }
 
@@ -207,16 +211,7 @@ int LBFGS<T>::actuate(T* x, T* fx, Objective objective, void* data) {
   std::printf("\n");
 
   *fx = f;
-  delete[] xp;
-  delete[] g;
-  delete[] gp;
-  delete[] d;
-  delete[] w;
-  delete[] alpha;
-  delete[] ys_ring;
-  delete[] s_ring;
-  delete[] y_ring;
-  delete[] pf;
+  release();
   return status;
 }
 
