@@ -12,7 +12,9 @@
 
 #include "atgc/fastx_io.h"
 #include "atgc/fastx_walk.h"
+#include "report/javas.h"
 #include "util/console.h"
+#include "util/files.h"  // write_string
 
 namespace tevo {
 
@@ -335,31 +337,37 @@ void ATGC<T>::stats_report() {
   quality_stats();
   stats_print();
 
-  const std::string record = output_dir + jobname + ".log";
-  std::FILE* log = std::fopen(record.c_str(), "a+");
-  if (log == nullptr) {
-    print_info(record, 5);
-    std::exit(1);
-  }
-  std::fputs("1-1-1-0\nATGC statistics\nStatistics on the reads.\n", log);
-  std::fclose(log);
+  // The record block; its last line names the chart's files so that the
+  // job's web page shows the chart under this block.
+  const std::string task = "statistics_on_read";
+  write_string(output_dir + jobname + ".log",
+               "1-1-1-0\nATGC statistics\nStatistics on the reads.\n" + task + "\n", "a+");
 
   const auto rows = position_table();
   if (rows.empty()) return;
-  OutputFile table(output_dir + jobname + "_per_base_content.tsv", "w");
-  if (!table.is_open()) reads_fail("cannot write out " + table.name());
-  table.puts("#Position\tA\tT\tC\tG\tN\tGC\n");
+  std::vector<double*> table(rows.size());
+  for (std::size_t r = 0; r < rows.size(); ++r) table[r] = const_cast<double*>(rows[r].data());
+  Javas<double> js(output_dir, jobname, {"top", "right", "bottom", "left"});
+  js.set_param(static_cast<int>(rows.size()), 7, 20, 70, 35, 60, 130, 50, 0);
+  js.set_postfix(task);
+  js.plotting("line", table.data(), {"Per base quality (log)", "Position", "", "A", "T", "C", "G", "N", "GC"},
+              {"log"}, {"true"});
+
+  // The same numbers as text beside the chart.
+  OutputFile text(output_dir + jobname + "_" + task + ".tsv", "w");
+  if (!text.is_open()) reads_fail("cannot write out " + text.name());
+  text.puts("#Position\tA\tT\tC\tG\tN\tGC\n");
   char cell[64];
   for (const auto& row : rows) {
     int n = std::snprintf(cell, sizeof cell, "%.0f", row[0]);
-    table.write(cell, static_cast<std::size_t>(n));
+    text.write(cell, static_cast<std::size_t>(n));
     for (std::size_t k = 1; k < row.size(); ++k) {
       n = std::snprintf(cell, sizeof cell, "\t%.5f", row[k]);
-      table.write(cell, static_cast<std::size_t>(n));
+      text.write(cell, static_cast<std::size_t>(n));
     }
-    table.put('\n');
+    text.put('\n');
   }
-  table.commit();
+  text.commit();
 }
 
 template <typename T>
@@ -432,6 +440,12 @@ void ATGC<T>::read_fastx() {
   bad_reads = 0;
   max_len = 0;
   std::uint64_t used = 0;  // bytes of packed in use
+  // The bar shows the share of the file read (compressed bytes for gzip).
+  const std::string title = "Loading " + file_name;
+  const auto permille = [file_size](std::uint64_t at) {
+    return file_size == 0 ? 0 : std::min<std::uint64_t>(1000, at * 1000 / file_size);
+  };
+  bool bar_shown = false;
   FastxWalker walk(in, file_kind, false);
   FastxRecord record;
   while (walk.next(record)) {
@@ -498,7 +512,12 @@ void ATGC<T>::read_fastx() {
     max_len = std::max(max_len, len);
     total_bases += n;
     ++n_reads;
+    if ((in.consumed() + 2) % 100 == 0) {
+      progress_bar(title, static_cast<int>(permille(in.file_offset())), 1000, "", -999.0);
+      bar_shown = true;
+    }
   }
+  if (bar_shown) progress_bar(title, 1000, 1000, "", -999.0);
   std::printf(" completed!\n");
   std::printf("Total reads with > 50%% N's = %i, %i\n", static_cast<int>(bad_reads),
               static_cast<int>(n_reads));

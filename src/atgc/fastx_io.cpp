@@ -76,6 +76,12 @@ bool GzLineReader::fill() {
   return true;
 }
 
+std::uint64_t GzLineReader::file_offset() const {
+  if (gz_ == nullptr) return 0;
+  const z_off_t at = gzoffset(static_cast<gzFile>(gz_));
+  return at < 0 ? 0 : static_cast<std::uint64_t>(at);
+}
+
 int GzLineReader::peek() {
   if (begin_ == end_ && !fill()) return -1;
   return static_cast<unsigned char>(buffer_[begin_]);
@@ -91,6 +97,7 @@ bool GzLineReader::next(const char*& line, std::size_t& length) {
       line = buffer_.data() + begin_;
       length = static_cast<std::size_t>(stop - line);
       begin_ = static_cast<std::size_t>(stop - buffer_.data()) + 1;
+      consumed_ += length + 1;
       break;
     }
     const std::size_t offset = end_ - begin_;
@@ -99,6 +106,7 @@ bool GzLineReader::next(const char*& line, std::size_t& length) {
       line = buffer_.data() + begin_;  // last line without a line feed
       length = end_ - begin_;
       begin_ = end_;
+      consumed_ += length;
       break;
     }
     scanned = begin_ + offset;

@@ -27,6 +27,10 @@ class GzLineReader {
   // First byte of the file, or -1 for an empty file.
   int peek();
   std::uint64_t line_number() const { return line_; }
+  // Bytes handed out so far, line ends included.
+  std::uint64_t consumed() const { return consumed_; }
+  // Bytes taken from the file itself (compressed bytes for gzip).
+  std::uint64_t file_offset() const;
   const std::string& name() const { return file_; }
 
  private:
@@ -38,6 +42,7 @@ class GzLineReader {
   std::size_t begin_ = 0, end_ = 0;
   bool eof_ = false;
   std::uint64_t line_ = 0;
+  std::uint64_t consumed_ = 0;
 };
 
 // An output file written under "<name>.part" and renamed on commit(). If the
