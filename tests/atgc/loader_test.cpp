@@ -237,6 +237,27 @@ TEST(PackingLoader, PacksTwoBitsReplacesOthersAndMarksBadReads) {
   EXPECT_EQ("ACGT"[f.packed_base(0, 8)], 'T');
 }
 
+// The bar is drawn when a record ends where the characters read so far plus 2
+// make a multiple of 100: a 98-byte record draws it, a 100-byte one does not.
+TEST(PackingLoader, ProgressBarAtRecordEndsOnHundreds) {
+  TempDir dir;
+  const auto load = [&](int bases) {
+    const std::string header = "@" + std::string(12, 'h');  // 13 bytes
+    ATGC<double> a(dir.path(), "job");
+    a.file_name = dir.write("bar.fq", header + "\n" + std::string(bases, 'A') + "\n+\n" +
+                                          std::string(bases, 'I') + "\n");
+    testing::internal::CaptureStdout();
+    a.read_fastx();
+    return testing::internal::GetCapturedStdout();
+  };
+  const std::string drawn = load(40);  // 14 + 41 + 2 + 41 = 98 bytes
+  EXPECT_NE(drawn.find("\r-- Loading " + dir.path() + "bar.fq (1000/1000) ["), std::string::npos) << drawn;
+  EXPECT_NE(drawn.find("100.00% completed  completed!\n"), std::string::npos) << drawn;
+  const std::string quiet = load(41);  // 100 bytes
+  EXPECT_EQ(quiet.find('\r'), std::string::npos) << quiet;
+  EXPECT_NE(quiet.find("-- Loading " + dir.path() + "bar.fq completed!\n"), std::string::npos) << quiet;
+}
+
 TEST(PackingLoaderDeathTest, RefusesUnknownKindsAndMissingFiles) {
   TempDir dir;
   ATGC<double> a(dir.path(), "job");
