@@ -2,6 +2,7 @@
 // all-or-nothing output files.
 #include "atgc/fastx_io.h"
 
+#include <sys/stat.h>
 #include <zlib.h>
 
 #include <cstdlib>
@@ -74,6 +75,16 @@ bool GzLineReader::fill() {
   }
   end_ += static_cast<std::size_t>(got);
   return true;
+}
+
+bool GzLineReader::is_plain() const {
+  // gzdirect can only tell once the first bytes have been looked at.
+  return gz_ != nullptr && (begin_ < end_ || eof_) && gzdirect(static_cast<gzFile>(gz_)) == 1;
+}
+
+std::uint64_t GzLineReader::file_size() const {
+  struct stat info {};
+  return stat(file_.c_str(), &info) == 0 && S_ISREG(info.st_mode) ? static_cast<std::uint64_t>(info.st_size) : 0;
 }
 
 std::uint64_t GzLineReader::file_offset() const {

@@ -22,6 +22,10 @@ class GzLineReader {
   GzLineReader& operator=(const GzLineReader&) = delete;
 
   bool is_open() const { return gz_ != nullptr; }
+  // True for a file read as it is (not gzip).
+  bool is_plain() const;
+  // Size of the file on disk, 0 if unknown.
+  std::uint64_t file_size() const;
   // False at the end of the file; a corrupt or cut gzip stream is fatal.
   bool next(const char*& line, std::size_t& length);
   // First byte of the file, or -1 for an empty file.
