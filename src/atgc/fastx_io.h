@@ -40,9 +40,15 @@ class GzLineReader {
  private:
   bool fill();
 
+  void release_behind();
+  const char* data() const { return map_ != nullptr ? map_ : buffer_.data(); }
+
   std::string file_;
   void* gz_ = nullptr;            // gzFile
-  std::vector<char> buffer_;      // raw bytes, [begin_, end_) not yet returned
+  // A plain file is mapped whole and read in place; [begin_, end_) index the map.
+  const char* map_ = nullptr;
+  std::size_t map_size_ = 0, released_ = 0;  // released_: bytes of the map given back
+  std::vector<char> buffer_;      // raw bytes of gzip input, [begin_, end_) not yet returned
   std::size_t begin_ = 0, end_ = 0;
   bool eof_ = false;
   std::uint64_t line_ = 0;

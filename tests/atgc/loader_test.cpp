@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "atgc/atgc.h"
+#include "atgc/fastx_io.h"
 #include "reads_fixture.h"
 
 using tevo::ATGC;
@@ -311,4 +312,30 @@ TEST(GzFile, ReadsEveryLineOfGzipAndPlain) {
   EXPECT_EQ(std::string(plain[5].begin(), plain[5].end()), "last");
   EXPECT_TRUE(plain[4].empty());
   EXPECT_FALSE(ATGC<double>::read_gzfile(plain, dir.path() + "nothing"));
+}
+
+// A plain file larger than the part of it the reader keeps mapped: every line
+// comes back in order, also after the pages behind have been given back.
+TEST(GzFile, LargePlainFileReadInPlace) {
+  TempDir dir;
+  std::string text;
+  const int lines = 400000;  // about 40 MB
+  const std::string fill(90, 'x');
+  for (int i = 0; i < lines; ++i) text += std::to_string(i) + fill + "\n";
+  text += "tail";
+  const std::string file = dir.write("big.txt", text);
+  tevo::GzLineReader in(file);
+  ASSERT_TRUE(in.is_open());
+  EXPECT_TRUE(in.is_plain());
+  const char* line = nullptr;
+  std::size_t length = 0;
+  for (int i = 0; i < lines; ++i) {
+    ASSERT_TRUE(in.next(line, length)) << i;
+    ASSERT_EQ(std::string(line, length), std::to_string(i) + fill) << i;
+  }
+  ASSERT_TRUE(in.next(line, length));
+  EXPECT_EQ(std::string(line, length), "tail");
+  EXPECT_FALSE(in.next(line, length));
+  EXPECT_EQ(in.consumed(), text.size());
+  EXPECT_EQ(in.file_offset(), text.size());
 }
