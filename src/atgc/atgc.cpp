@@ -1,6 +1,7 @@
 // Loading reads (text and two-bit packed), their statistics and the report.
 #include "atgc/atgc.h"
 
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <zlib.h>
 
@@ -9,10 +10,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "atgc/fastx_io.h"
 #include "atgc/fastx_walk.h"
+#include "report/javas.h"
 #include "util/console.h"
+#include "util/files.h"  // write_string
 
 namespace tevo {
 
@@ -50,6 +54,35 @@ double seconds_since(std::chrono::steady_clock::time_point start) {
 
 }  // namespace
 
+void* ReadArena::do_allocate(std::size_t bytes, std::size_t alignment) {
+  const auto align_up = [alignment](char* p) {
+    const std::uintptr_t a = alignment == 0 ? 1 : alignment;
+    return reinterpret_cast<char*>((reinterpret_cast<std::uintptr_t>(p) + a - 1) / a * a);
+  };
+  char* at = next_ == nullptr ? nullptr : align_up(next_);
+  if (at == nullptr || bytes > static_cast<std::size_t>(end_ - at)) {
+    // Blocks double from 2 MB to 64 MB; a larger request gets a block of its own size.
+    std::size_t size = blocks_.empty() ? (2u << 20) : std::min<std::size_t>(blocks_.back().second * 2, 64u << 20);
+    size = std::max(size, (bytes + alignment + (2u << 20) - 1) / (2u << 20) * (2u << 20));
+    void* block = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (block == MAP_FAILED) throw std::bad_alloc();
+    blocks_.emplace_back(static_cast<char*>(block), size);
+    reserved_ += size;
+    next_ = static_cast<char*>(block);
+    end_ = next_ + size;
+    at = align_up(next_);
+  }
+  next_ = at + bytes;
+  return at;
+}
+
+void ReadArena::release() {
+  for (const auto& block : blocks_) munmap(block.first, block.second);
+  blocks_.clear();
+  next_ = end_ = nullptr;
+  reserved_ = 0;
+}
+
 template <typename T>
 ATGC<T>::ATGC(const std::string& output, const std::string& job) : output_dir(output), jobname(job) {}
 
@@ -62,6 +95,9 @@ ATGC<T>::ATGC(bool, bool) {}
 template <typename T>
 ATGC<T>::~ATGC() {
   finish();
+  reads.clear();
+  reads.shrink_to_fit();
+  read_memory.release();
   std::free(packed);
   std::free(read_offset);
   std::free(read_length);
@@ -185,26 +221,56 @@ class PositionCounter {
   std::uint32_t pending_ = 0;                          // reads since the last flush
 };
 
-// Quality counting of the line loader: the range check runs as a separate
-// min/max pass, and four histogram lanes keep repeated scores independent.
-bool count_qualities(const char* q, std::size_t n, std::uint64_t (*lanes)[128]) {
-  const auto* s = reinterpret_cast<const unsigned char*>(q);
-  unsigned char low = 255, high = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    low = s[i] < low ? s[i] : low;
-    high = s[i] > high ? s[i] : high;
+// Quality counting of the line loader. The range check runs as a separate
+// min/max pass. Characters are counted two at a time in 32-bit tables indexed
+// by the pair, which halves the counter updates; two tables keep runs of one
+// score from waiting on one counter. fold() adds them to 64-bit counts by
+// character before a 32-bit counter can overflow.
+class QualityCounter {
+ public:
+  QualityCounter() : pairs_(2 * kPairs, 0), singles_(128, 0) {}
+
+  bool add(const char* q, std::size_t n, std::vector<std::uint64_t>& counts) {
+    const auto* s = reinterpret_cast<const unsigned char*>(q);
+    unsigned char low = 255, high = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      low = s[i] < low ? s[i] : low;
+      high = s[i] > high ? s[i] : high;
+    }
+    if (n > 0 && (low < 33 || high > 126)) return false;
+    if (pending_ + n > 0x7fffffffu) fold(counts);
+    pending_ += n;
+    std::uint32_t* __restrict even = pairs_.data();
+    std::uint32_t* __restrict odd = even + kPairs;
+    std::size_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+      ++even[s[i] << 7 | s[i + 1]];
+      ++odd[s[i + 2] << 7 | s[i + 3]];
+    }
+    for (; i < n; ++i) ++singles_[s[i]];
+    return true;
   }
-  if (n > 0 && (low < 33 || high > 126)) return false;
-  std::size_t i = 0;
-  for (; i + 4 <= n; i += 4) {
-    ++lanes[0][s[i]];
-    ++lanes[1][s[i + 1]];
-    ++lanes[2][s[i + 2]];
-    ++lanes[3][s[i + 3]];
+
+  // Adds the pending counts to counts[128] by character and clears them.
+  void fold(std::vector<std::uint64_t>& counts) {
+    for (std::size_t p = 0; p < kPairs; ++p) {
+      const std::uint64_t c = std::uint64_t{pairs_[p]} + pairs_[kPairs + p];
+      if (c == 0) continue;
+      counts[p >> 7] += c;
+      counts[p & 127] += c;
+    }
+    for (int c = 0; c < 128; ++c) counts[c] += singles_[c];
+    std::fill(pairs_.begin(), pairs_.end(), 0);
+    std::fill(singles_.begin(), singles_.end(), 0);
+    pending_ = 0;
   }
-  for (; i < n; ++i) ++lanes[0][s[i]];
-  return true;
-}
+
+ private:
+  static constexpr std::size_t kPairs = 128 * 128;
+  std::vector<std::uint32_t> pairs_;    // [2][128 * 128]
+  std::vector<std::uint64_t> singles_;  // [128], the characters left over
+  std::uint64_t pending_ = 0;           // characters since the last fold
+};
 
 }  // namespace
 
@@ -255,32 +321,40 @@ void ATGC<T>::read_fastx(const std::string& file) {
   }
   if (quality_hist.size() < 127) quality_hist.resize(127, 0);
   const std::vector<std::uint64_t> positions_before(position_counts);
+  const std::uint64_t plain_size = in.is_plain() ? in.file_size() : 0;
   FastxWalker walk(in, '@', false);
   FastxRecord record;
   PositionCounter positions;
-  std::vector<std::uint64_t> lane_store(4 * 128, 0);
-  auto* lanes = reinterpret_cast<std::uint64_t(*)[128]>(lane_store.data());
+  QualityCounter qualities;
+  std::vector<std::uint64_t> by_character(128, 0);
   while (walk.next(record)) {
     ++n_reads;
     const std::size_t n = record.sequence.size();
     if (!positions.add(&record.sequence[0], n, position_counts))
       reads_fail(file + " line " + std::to_string(record.line + 1) +
                  ": the sequence holds a character that is not a base");
-    if (!count_qualities(record.quality.data(), record.quality.size(), lanes))
+    if (!qualities.add(record.quality.data(), record.quality.size(), by_character))
       reads_fail(file + " line " + std::to_string(record.line + 3) +
                  ": a quality character lies outside \"!\" to \"~\"");
     n_bases += n;
     const int len = n > 0x7fffffffu ? 0x7fffffff : static_cast<int>(n);
     min_len = std::min(min_len, len);
     max_len = std::max(max_len, len);
-    reads.emplace_back(std::move(record.sequence));
+    reads.emplace_back(record.sequence.data(), n, &read_memory);
+    if (n_reads == 1 && plain_size > 0) {
+      // Room for the whole file judged from its first record, so the table
+      // of reads is not copied while it grows.
+      const std::uint64_t per_record = std::max<std::uint64_t>(in.consumed(), 8);
+      reads.reserve(reads.size() + plain_size / per_record + plain_size / per_record / 32 + 16);
+    }
   }
   positions.flush(position_counts);
   for (std::size_t i = 0; i < position_counts.size(); ++i)
     base_counts[i % 5] += position_counts[i] - (i < positions_before.size() ? positions_before[i] : 0);
-  // Fold the lanes into the histogram and its lowest and highest characters.
+  // The counts by character into the histogram and its lowest and highest characters.
+  qualities.fold(by_character);
   for (int c = 33; c < 127; ++c) {
-    const std::uint64_t count = lanes[0][c] + lanes[1][c] + lanes[2][c] + lanes[3][c];
+    const std::uint64_t count = by_character[c];
     if (count == 0) continue;
     quality_hist[c] += count;
     lowest_quality = std::min<std::int64_t>(lowest_quality, c);
@@ -335,31 +409,37 @@ void ATGC<T>::stats_report() {
   quality_stats();
   stats_print();
 
-  const std::string record = output_dir + jobname + ".log";
-  std::FILE* log = std::fopen(record.c_str(), "a+");
-  if (log == nullptr) {
-    print_info(record, 5);
-    std::exit(1);
-  }
-  std::fputs("1-1-1-0\nATGC statistics\nStatistics on the reads.\n", log);
-  std::fclose(log);
+  // The record block; its last line names the chart's files so that the
+  // job's web page shows the chart under this block.
+  const std::string task = "statistics_on_read";
+  write_string(output_dir + jobname + ".log",
+               "1-1-1-0\nATGC statistics\nStatistics on the reads.\n" + task + "\n", "a+");
 
   const auto rows = position_table();
   if (rows.empty()) return;
-  OutputFile table(output_dir + jobname + "_per_base_content.tsv", "w");
-  if (!table.is_open()) reads_fail("cannot write out " + table.name());
-  table.puts("#Position\tA\tT\tC\tG\tN\tGC\n");
+  std::vector<double*> table(rows.size());
+  for (std::size_t r = 0; r < rows.size(); ++r) table[r] = const_cast<double*>(rows[r].data());
+  Javas<double> js(output_dir, jobname, {"top", "right", "bottom", "left"});
+  js.set_param(static_cast<int>(rows.size()), 7, 20, 70, 35, 60, 130, 50, 0);
+  js.set_postfix(task);
+  js.plotting("line", table.data(), {"Per base quality (log)", "Position", "", "A", "T", "C", "G", "N", "GC"},
+              {"log"}, {"true"});
+
+  // The same numbers as text beside the chart.
+  OutputFile text(output_dir + jobname + "_" + task + ".tsv", "w");
+  if (!text.is_open()) reads_fail("cannot write out " + text.name());
+  text.puts("#Position\tA\tT\tC\tG\tN\tGC\n");
   char cell[64];
   for (const auto& row : rows) {
     int n = std::snprintf(cell, sizeof cell, "%.0f", row[0]);
-    table.write(cell, static_cast<std::size_t>(n));
+    text.write(cell, static_cast<std::size_t>(n));
     for (std::size_t k = 1; k < row.size(); ++k) {
       n = std::snprintf(cell, sizeof cell, "\t%.5f", row[k]);
-      table.write(cell, static_cast<std::size_t>(n));
+      text.write(cell, static_cast<std::size_t>(n));
     }
-    table.put('\n');
+    text.put('\n');
   }
-  table.commit();
+  text.commit();
 }
 
 template <typename T>
@@ -432,6 +512,12 @@ void ATGC<T>::read_fastx() {
   bad_reads = 0;
   max_len = 0;
   std::uint64_t used = 0;  // bytes of packed in use
+  // The bar shows the share of the file read (compressed bytes for gzip).
+  const std::string title = "Loading " + file_name;
+  const auto permille = [file_size](std::uint64_t at) {
+    return file_size == 0 ? 0 : std::min<std::uint64_t>(1000, at * 1000 / file_size);
+  };
+  bool bar_shown = false;
   FastxWalker walk(in, file_kind, false);
   FastxRecord record;
   while (walk.next(record)) {
@@ -498,7 +584,12 @@ void ATGC<T>::read_fastx() {
     max_len = std::max(max_len, len);
     total_bases += n;
     ++n_reads;
+    if ((in.consumed() + 2) % 100 == 0) {
+      progress_bar(title, static_cast<int>(permille(in.file_offset())), 1000, "", -999.0);
+      bar_shown = true;
+    }
   }
+  if (bar_shown) progress_bar(title, 1000, 1000, "", -999.0);
   std::printf(" completed!\n");
   std::printf("Total reads with > 50%% N's = %i, %i\n", static_cast<int>(bad_reads),
               static_cast<int>(n_reads));

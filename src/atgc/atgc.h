@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory_resource>  // the strings of the reads live in a ReadArena
 #include <string>
 #include <vector>
 
@@ -11,6 +12,29 @@ namespace tevo {
 
 // 450 ascending primes used as witness table sizes (and probe moduli).
 extern const std::uint64_t HASH_TAB[450];
+
+// Memory of the read strings: large blocks handed out front to back and
+// released together, so a load makes no allocator call per read and a
+// string takes its length plus one byte.
+class ReadArena : public std::pmr::memory_resource {
+ public:
+  ReadArena() = default;
+  ReadArena(const ReadArena&) = delete;
+  ReadArena& operator=(const ReadArena&) = delete;
+  ~ReadArena() override { release(); }
+  void release();
+  std::uint64_t reserved() const { return reserved_; }
+
+ private:
+  void* do_allocate(std::size_t bytes, std::size_t alignment) override;
+  void do_deallocate(void*, std::size_t, std::size_t) override {}
+  bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override { return this == &other; }
+
+  std::vector<std::pair<char*, std::size_t>> blocks_;  // mapped blocks and their sizes
+  char* next_ = nullptr;
+  char* end_ = nullptr;
+  std::uint64_t reserved_ = 0;  // bytes of all blocks
+};
 
 template <typename T>
 class ATGC {
@@ -76,7 +100,8 @@ class ATGC {
   void finish();
 
   // ---- line loader and statistics
-  std::vector<std::string> reads;
+  ReadArena read_memory;                  // holds the characters of `reads`; declared first, freed last
+  std::vector<std::pmr::string> reads;    // upper-cased sequences, in file order
   std::uint64_t n_reads = 0;
   std::uint64_t n_bases = 0;
   std::uint64_t base_counts[5] = {0, 0, 0, 0, 0};  // A, T, C, G, N

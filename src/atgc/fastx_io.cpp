@@ -2,6 +2,10 @@
 // all-or-nothing output files.
 #include "atgc/fastx_io.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <zlib.h>
 
 #include <cstdlib>
@@ -41,11 +45,42 @@ GzLineReader::GzLineReader(const std::string& file) : file_(file) {
   if (gz == nullptr) return;
   gzbuffer(gz, 256 * 1024);
   gz_ = gz;
-  buffer_.resize(4 * kBlock);
+  // A regular file that is not gzip is read in place from a mapping: no copy
+  // through a buffer. Anything else (gzip, pipes, empty files) is buffered.
+  const int fd = open(file.c_str(), O_RDONLY);
+  if (fd >= 0) {
+    struct stat info {};
+    unsigned char magic[2] = {0, 0};
+    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0 &&
+        !(pread(fd, magic, 2, 0) == 2 && magic[0] == 0x1f && magic[1] == 0x8b)) {
+      void* map = mmap(nullptr, static_cast<std::size_t>(info.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+      if (map != MAP_FAILED) {
+        madvise(map, static_cast<std::size_t>(info.st_size), MADV_SEQUENTIAL);
+        map_ = static_cast<const char*>(map);
+        map_size_ = static_cast<std::size_t>(info.st_size);
+        end_ = map_size_;
+        eof_ = true;
+      }
+    }
+    close(fd);
+  }
+  if (map_ == nullptr) buffer_.resize(4 * kBlock);
 }
 
 GzLineReader::~GzLineReader() {
+  if (map_ != nullptr) munmap(const_cast<char*>(map_), map_size_);
   if (gz_ != nullptr) gzclose(static_cast<gzFile>(gz_));
+}
+
+// Gives back the mapped pages that lie well behind the reading position, so a
+// large file does not stay in the process's resident memory.
+void GzLineReader::release_behind() {
+  constexpr std::size_t kKeep = 8u << 20;
+  if (begin_ < released_ + 2 * kKeep) return;
+  const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t upto = (begin_ - kKeep) / page * page;
+  madvise(const_cast<char*>(map_) + released_, upto - released_, MADV_DONTNEED);
+  released_ = upto;
 }
 
 bool GzLineReader::fill() {
@@ -76,29 +111,50 @@ bool GzLineReader::fill() {
   return true;
 }
 
+bool GzLineReader::is_plain() const {
+  // gzdirect can only tell once the first bytes have been looked at.
+  if (map_ != nullptr) return true;
+  return gz_ != nullptr && (begin_ < end_ || eof_) && gzdirect(static_cast<gzFile>(gz_)) == 1;
+}
+
+std::uint64_t GzLineReader::file_size() const {
+  struct stat info {};
+  return stat(file_.c_str(), &info) == 0 && S_ISREG(info.st_mode) ? static_cast<std::uint64_t>(info.st_size) : 0;
+}
+
+std::uint64_t GzLineReader::file_offset() const {
+  if (map_ != nullptr) return begin_;
+  if (gz_ == nullptr) return 0;
+  const z_off_t at = gzoffset(static_cast<gzFile>(gz_));
+  return at < 0 ? 0 : static_cast<std::uint64_t>(at);
+}
+
 int GzLineReader::peek() {
   if (begin_ == end_ && !fill()) return -1;
-  return static_cast<unsigned char>(buffer_[begin_]);
+  return static_cast<unsigned char>(data()[begin_]);
 }
 
 bool GzLineReader::next(const char*& line, std::size_t& length) {
+  if (map_ != nullptr && begin_ >= released_ + (16u << 20)) release_behind();
   std::size_t scanned = begin_;
   for (;;) {
-    const char* start = buffer_.data() + scanned;
-    const void* hit = std::memchr(start, '\n', end_ - scanned);
+    const char* base = data();
+    const void* hit = std::memchr(base + scanned, '\n', end_ - scanned);
     if (hit != nullptr) {
       const char* stop = static_cast<const char*>(hit);
-      line = buffer_.data() + begin_;
+      line = base + begin_;
       length = static_cast<std::size_t>(stop - line);
-      begin_ = static_cast<std::size_t>(stop - buffer_.data()) + 1;
+      begin_ = static_cast<std::size_t>(stop - base) + 1;
+      consumed_ += length + 1;
       break;
     }
     const std::size_t offset = end_ - begin_;
     if (!fill()) {
       if (begin_ == end_) return false;
-      line = buffer_.data() + begin_;  // last line without a line feed
+      line = data() + begin_;  // last line without a line feed
       length = end_ - begin_;
       begin_ = end_;
+      consumed_ += length;
       break;
     }
     scanned = begin_ + offset;

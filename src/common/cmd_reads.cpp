@@ -9,28 +9,17 @@
 #include "omics/omics.h"
 #include "tevo.h"
 #include "util/console.h"
+#include "util/files.h"  // define_output_file_name
 
 namespace tevo {
-
-namespace {
-
-// directory + the input's base name without its last extension + "_" + suffix.
-std::string output_name(const std::string& input, const std::string& directory, const std::string& suffix) {
-  const std::size_t slash = input.find_last_of("/\\");
-  std::string stem = slash == std::string::npos ? input : input.substr(slash + 1);
-  const std::size_t dot = stem.find_last_of('.');
-  if (dot != std::string::npos) stem = stem.substr(0, dot);
-  return directory + stem + "_" + suffix;
-}
-
-}  // namespace
 
 int sff2fastq() {
   if (FLAGS_sff.empty())
     return refuse("SFF file", {"tevo sff2fastq -sff <STRING> -output <STRING|optional>", {}});
   // The invocation shows -fastx under the name -sff; kept as the program always printed it.
   print_invocation("sff2fastq", {{"sff", FLAGS_fastx}, {"output", FLAGS_output}});
-  const std::string fastq = output_name(FLAGS_sff, FLAGS_output, "sff_cvt.fastq");
+  std::string fastq;
+  define_output_file_name(fastq, FLAGS_sff, FLAGS_output, "sff_cvt.fastq");
   Omics<double> omics(FLAGS_output, FLAGS_jobname);
   omics.sff2fastq(FLAGS_sff, fastq, 1);
   reval = 0;
@@ -130,7 +119,8 @@ int atgc_dna2aa() {
   if (FLAGS_fastx.empty())
     return refuse("FASTA file", {"tevo atgc_dna2aa -fastx <STRING> -output <STRING|optional>", {}});
   print_invocation("atgc_dna2aa", {{"jobname", FLAGS_jobname}, {"fastx", FLAGS_fastx}, {"output", FLAGS_output}});
-  const std::string protein = output_name(FLAGS_fastx, FLAGS_output, "protein.fasta");
+  std::string protein;
+  define_output_file_name(protein, FLAGS_fastx, FLAGS_output, "protein.fasta");
   const std::size_t records = translate_file(FLAGS_fastx, protein);
   print_text("Translated " + std::to_string(records) + " sequences; placed the proteins at:");
   print_text(protein);

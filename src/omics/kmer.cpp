@@ -9,6 +9,7 @@
 
 #include "atgc/fastx_io.h"
 #include "util/console.h"
+#include "util/files.h"  // write_string
 #include "util/identity.h"
 
 namespace tevo {
@@ -42,24 +43,19 @@ void Kmer<T>::generate_kmer_frequency(int min, int max) {
   const std::uint64_t n = count_words(KMER_SEQUENCE);
 
   const std::string name = this->output_dir + "tevo_kmer_statistics";
-  OutputFile out(name, "w");
-  if (!out.is_open()) {
-    print_info(name, 5);
-    std::exit(1);
-  }
-  out.puts("# Kmer generator in TEVANA (Tevo version " + std::string(kVersion) + ") \n# " + kContact + "\n");
-  out.puts("# kmer from " + std::to_string(min) + " to " + std::to_string(max) + "\n");
-  out.puts("\nkmer\tcount\tfreq\tlog_freq\n");
+  std::string text = "# Kmer generator in TEVANA (Tevo version " + std::string(kVersion) + ") \n# " + kContact + "\n";
+  text += "# kmer from " + std::to_string(min) + " to " + std::to_string(max) + "\n";
+  text += "\nkmer\tcount\tfreq\tlog_freq\n";
   char numbers[128];
   for (const auto& word : counts) {
     const double L = static_cast<double>(word.first.size());
     const double freq = static_cast<double>(word.second) / (static_cast<double>(n) - (L - 1));
     std::snprintf(numbers, sizeof numbers, "\t%lld\t%f\t%f\n", static_cast<long long>(word.second), freq,
                   std::log10(freq));
-    out.puts(word.first);
-    out.puts(numbers);
+    text += word.first;
+    text += numbers;
   }
-  out.commit();
+  write_string(name, text, "w");
   print_text("Placed the kmer frequency statistics at:");
   print_text(name);
 }

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "atgc/atgc.h"
+#include "atgc/fastx_io.h"
 #include "reads_fixture.h"
 
 using tevo::ATGC;
@@ -26,6 +27,7 @@ namespace {
 struct Oracle {
   std::uint64_t reads = 0, bases = 0, counts[5] = {0, 0, 0, 0, 0}, hist[127] = {};
   int min_len = 1 << 30, max_len = 0;
+  std::vector<std::string> upper;  // each sequence upper-cased
 };
 
 // Random FASTQ with mixed case, N and other IUPAC letters, varying lengths.
@@ -48,6 +50,9 @@ std::string random_fastq(unsigned seed, int n, Oracle& o, int qlow = 35, int qhi
       ++o.hist[static_cast<int>(q)];
     }
     ++o.reads;
+    std::string up = seq;
+    for (char& c : up) c = static_cast<char>(std::toupper(c));
+    o.upper.push_back(up);
     o.bases += len;
     o.min_len = std::min(o.min_len, len);
     o.max_len = std::max(o.max_len, len);
@@ -75,8 +80,8 @@ TEST(LineLoader, MatchesNaiveCountsPlainAndGzip) {
   plain.init();
   plain.read_fastx(dir.write("r.fq", text));
   expect_same(plain, o);
-  for (const std::string& read : plain.reads)
-    EXPECT_TRUE(std::none_of(read.begin(), read.end(), [](char c) { return std::islower(c); }));
+  ASSERT_EQ(plain.reads.size(), o.upper.size());
+  for (std::size_t r = 0; r < o.upper.size(); ++r) ASSERT_EQ(std::string(plain.reads[r]), o.upper[r]) << r;
 
   ATGC<double> zipped(dir.path(), "job");
   zipped.init();
@@ -104,6 +109,33 @@ TEST(LineLoader, MatchesNaiveCountsPlainAndGzip) {
   for (const auto& r : plain.reads) with_base += !r.empty();
   EXPECT_NEAR(first, 100.0 * with_base / o.reads, 1e-9);
   EXPECT_DOUBLE_EQ(rows[3][6], rows[3][3] + rows[3][4]);
+}
+
+// Strings in the read arena keep their text across block changes, requests
+// larger than a block get one of their own, and alignment is kept.
+TEST(ReadArena, KeepsTextAcrossBlocksAndHonoursAlignment) {
+  tevo::ReadArena arena;
+  std::vector<std::pmr::string> kept;
+  std::mt19937 rng(11);
+  std::vector<std::string> truth;
+  for (int i = 0; i < 40000; ++i) {  // about 6 MB: spans the 2 MB and 4 MB blocks
+    std::string s(100 + rng() % 100, 'A');
+    for (char& c : s) c = "ACGT"[rng() % 4];
+    truth.push_back(s);
+    kept.emplace_back(s.data(), s.size(), &arena);
+  }
+  const std::string large(5u << 20, 'G');  // larger than the next block
+  kept.emplace_back(large.data(), large.size(), &arena);
+  truth.push_back(large);
+  for (std::size_t i = 0; i < truth.size(); ++i) ASSERT_EQ(std::string(kept[i]), truth[i]) << i;
+  EXPECT_GE(arena.reserved(), (6u << 20) + large.size());
+  void* odd = arena.allocate(3, 1);
+  void* wide = arena.allocate(64, 64);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(wide) % 64, 0u);
+  EXPECT_NE(odd, wide);
+  kept.clear();
+  arena.release();
+  EXPECT_EQ(arena.reserved(), 0u);
 }
 
 TEST(LineLoader, PhredGuessAndQ20Q30Rules) {
@@ -237,6 +269,27 @@ TEST(PackingLoader, PacksTwoBitsReplacesOthersAndMarksBadReads) {
   EXPECT_EQ("ACGT"[f.packed_base(0, 8)], 'T');
 }
 
+// The bar is drawn when a record ends where the characters read so far plus 2
+// make a multiple of 100: a 98-byte record draws it, a 100-byte one does not.
+TEST(PackingLoader, ProgressBarAtRecordEndsOnHundreds) {
+  TempDir dir;
+  const auto load = [&](int bases) {
+    const std::string header = "@" + std::string(12, 'h');  // 13 bytes
+    ATGC<double> a(dir.path(), "job");
+    a.file_name = dir.write("bar.fq", header + "\n" + std::string(bases, 'A') + "\n+\n" +
+                                          std::string(bases, 'I') + "\n");
+    testing::internal::CaptureStdout();
+    a.read_fastx();
+    return testing::internal::GetCapturedStdout();
+  };
+  const std::string drawn = load(40);  // 14 + 41 + 2 + 41 = 98 bytes
+  EXPECT_NE(drawn.find("\r-- Loading " + dir.path() + "bar.fq (1000/1000) ["), std::string::npos) << drawn;
+  EXPECT_NE(drawn.find("100.00% completed  completed!\n"), std::string::npos) << drawn;
+  const std::string quiet = load(41);  // 100 bytes
+  EXPECT_EQ(quiet.find('\r'), std::string::npos) << quiet;
+  EXPECT_NE(quiet.find("-- Loading " + dir.path() + "bar.fq completed!\n"), std::string::npos) << quiet;
+}
+
 TEST(PackingLoaderDeathTest, RefusesUnknownKindsAndMissingFiles) {
   TempDir dir;
   ATGC<double> a(dir.path(), "job");
@@ -259,4 +312,30 @@ TEST(GzFile, ReadsEveryLineOfGzipAndPlain) {
   EXPECT_EQ(std::string(plain[5].begin(), plain[5].end()), "last");
   EXPECT_TRUE(plain[4].empty());
   EXPECT_FALSE(ATGC<double>::read_gzfile(plain, dir.path() + "nothing"));
+}
+
+// A plain file larger than the part of it the reader keeps mapped: every line
+// comes back in order, also after the pages behind have been given back.
+TEST(GzFile, LargePlainFileReadInPlace) {
+  TempDir dir;
+  std::string text;
+  const int lines = 400000;  // about 40 MB
+  const std::string fill(90, 'x');
+  for (int i = 0; i < lines; ++i) text += std::to_string(i) + fill + "\n";
+  text += "tail";
+  const std::string file = dir.write("big.txt", text);
+  tevo::GzLineReader in(file);
+  ASSERT_TRUE(in.is_open());
+  EXPECT_TRUE(in.is_plain());
+  const char* line = nullptr;
+  std::size_t length = 0;
+  for (int i = 0; i < lines; ++i) {
+    ASSERT_TRUE(in.next(line, length)) << i;
+    ASSERT_EQ(std::string(line, length), std::to_string(i) + fill) << i;
+  }
+  ASSERT_TRUE(in.next(line, length));
+  EXPECT_EQ(std::string(line, length), "tail");
+  EXPECT_FALSE(in.next(line, length));
+  EXPECT_EQ(in.consumed(), text.size());
+  EXPECT_EQ(in.file_offset(), text.size());
 }

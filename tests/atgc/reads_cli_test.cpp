@@ -83,18 +83,37 @@ TEST(ReadsCli, StatsOnPlainGzipAndEmptyFiles) {
   EXPECT_TRUE(has(a.out, summary)) << a.out;
   const auto files = box.files("tevo-output/tevana_atgc_stats");
   ASSERT_TRUE(files.count("tevana_atgc_stats.log"));
-  EXPECT_EQ(files.at("tevana_atgc_stats.log"), "1-1-1-0\nATGC statistics\nStatistics on the reads.\n");
-  const std::string table = files.at("tevana_atgc_stats_per_base_content.tsv");
+  EXPECT_EQ(files.at("tevana_atgc_stats.log"), "1-1-1-0\nATGC statistics\nStatistics on the reads.\nstatistics_on_read\n");
+  const std::string table = files.at("tevana_atgc_stats_statistics_on_read.tsv");
   EXPECT_TRUE(has(table, "#Position\tA\tT\tC\tG\tN\tGC\n1\t66.66667\t0.00000\t0.00000\t33.33333\t0.00000\t33.33333\n"))
       << table;
+  // The per-position chart: a line chart of the six series, and the job's
+  // web page shows it under the record's block.
+  ASSERT_TRUE(files.count("tevana_atgc_stats_statistics_on_read.html"));
+  const std::string chart = files.at("tevana_atgc_stats_statistics_on_read.html");
+  EXPECT_TRUE(has(chart, "Per base quality (log)"));
+  EXPECT_TRUE(has(chart, ">Position</text>"));
+  for (const char* series : {">A</text>", ">T</text>", ">C</text>", ">G</text>", ">N</text>", ">GC</text>"})
+    EXPECT_TRUE(has(chart, series)) << series;
+  const auto page = box.run({"html", "-jobname", "tevana_atgc_stats"});
+  ASSERT_EQ(page.status, 0) << page.out;
+  const std::string index = box.read("tevo-output/tevana_atgc_stats/index.html");
+  const std::size_t section = index.find("<h2>ATGC statistics</h2>");
+  ASSERT_NE(section, std::string::npos) << index;
+  const std::size_t svg = index.find("<svg", section);
+  ASSERT_NE(svg, std::string::npos);
+  EXPECT_LT(svg, index.find("</section>", section));
+  EXPECT_NE(index.find("Per base quality (log)", section), std::string::npos);
+
   const auto z = box.run({"atgc_stats", "-fastx", zipped, "-jobname", "z"});
   EXPECT_TRUE(has(z.out, summary));
-  EXPECT_EQ(box.files("tevo-output/z").at("z_per_base_content.tsv"), table);
+  EXPECT_EQ(box.files("tevo-output/z").at("z_statistics_on_read.tsv"), table);
 
   const auto empty = box.run({"atgc_stats", "-fastx", box.write("e.fq", ""), "-jobname", "e"});
   EXPECT_EQ(empty.status, 0);
   EXPECT_TRUE(has(empty.out, "-- Reads: 0\n-- Bases: 0\n-- Q20 bases: 0.000K(0.000000%)\n"));
   EXPECT_TRUE(has(empty.out, "-- Avg: 0\n-- Min: 0\n-- Max: 0\n"));
+  EXPECT_FALSE(box.exists("tevo-output/e/e_statistics_on_read.html"));  // no positions, no chart
 
   const auto missing = box.run({"atgc_stats", "-fastx", "nothing.fq", "-jobname", "m"});
   EXPECT_EQ(missing.status, 1);
