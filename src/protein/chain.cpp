@@ -67,8 +67,27 @@ void rotate_after(T* xyz, int natoms, const Bond<T>& bond, T angle) {
 
 template void measure_torsion<float>(const float*, Bond<float>&);
 template void measure_torsion<double>(const double*, Bond<double>&);
+template <typename T>
+void atom_distances(const std::vector<T>& coords, std::vector<T>& dist, bool parallel) {
+  const long n = static_cast<long>(coords.size() / 3);
+  // Guard: the square matrix must stay within 2 GiB.
+  if (static_cast<double>(n) * n * sizeof(T) > 2147483648.0) {
+    print_info("the atom distance matrix of " + std::to_string(n) + " atoms exceeds 2 GiB", 9);
+    dist.clear();
+    return;
+  }
+  dist.assign(static_cast<std::size_t>(n) * n, 0);
+  const T* xyz = coords.data();
+  T* out = dist.data();
+#pragma omp parallel for schedule(static) if (parallel)
+  for (long i = 0; i < n; ++i)
+    for (long j = 0; j < n; ++j) out[i * n + j] = geom::dist(xyz + 3 * i, xyz + 3 * j);
+}
+
 template void rotate_after<float>(float*, int, const Bond<float>&, float);
 template void rotate_after<double>(double*, int, const Bond<double>&, double);
+template void atom_distances<float>(const std::vector<float>&, std::vector<float>&, bool);
+template void atom_distances<double>(const std::vector<double>&, std::vector<double>&, bool);
 
 }  // namespace detail
 
@@ -359,19 +378,7 @@ void Chain<T>::reduced_representation() {
 
 template <typename T>
 void Chain<T>::calc_atom_dist(bool parallel) {
-  const long n = static_cast<long>(coords_.size() / 3);
-  // Guard: the square matrix must stay within 2 GiB.
-  if (static_cast<double>(n) * n * sizeof(T) > 2147483648.0) {
-    print_info("the atom distance matrix of " + std::to_string(n) + " atoms exceeds 2 GiB", 9);
-    dist_.clear();
-    return;
-  }
-  dist_.assign(static_cast<std::size_t>(n) * n, 0);
-  const T* xyz = coords_.data();
-  T* out = dist_.data();
-#pragma omp parallel for schedule(static) if (parallel)
-  for (long i = 0; i < n; ++i)
-    for (long j = 0; j < n; ++j) out[i * n + j] = geom::dist(xyz + 3 * i, xyz + 3 * j);
+  detail::atom_distances(coords_, dist_, parallel);
 }
 
 template <typename T>

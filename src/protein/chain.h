@@ -115,6 +115,10 @@ template <typename T>
 void measure_torsion(const T* xyz, Bond<T>& bond);
 template <typename T>
 void rotate_after(T* xyz, int natoms, const Bond<T>& bond, T angle);
+// Fills `dist` with the square matrix of distances between all atoms of `coords`
+// ([natoms][3]); leaves it empty, with a message, when it would exceed 2 GiB.
+template <typename T>
+void atom_distances(const std::vector<T>& coords, std::vector<T>& dist, bool parallel);
 }  // namespace detail
 
 }  // namespace tevo

@@ -654,18 +654,7 @@ void Protein<T>::update_all_coords(int chain) {
 
 template <typename T>
 void Protein<T>::calc_atom_dist(bool parallel) {
-  const long n = static_cast<long>(coords_.size() / 3);
-  if (static_cast<double>(n) * n * sizeof(T) > 2147483648.0) {
-    print_info("the atom distance matrix of " + std::to_string(n) + " atoms exceeds 2 GiB", 9);
-    dist_.clear();
-    return;
-  }
-  dist_.assign(static_cast<std::size_t>(n) * n, 0);
-  const T* xyz = coords_.data();
-  T* out = dist_.data();
-#pragma omp parallel for schedule(static) if (parallel)
-  for (long i = 0; i < n; ++i)
-    for (long j = 0; j < n; ++j) out[i * n + j] = geom::dist(xyz + 3 * i, xyz + 3 * j);
+  detail::atom_distances(coords_, dist_, parallel);
 }
 
 template <typename T>
