@@ -10,6 +10,7 @@
 #include "sequence/sequence.h"
 #include "sequence/sequence_charts.h"
 #include "sequence/numbered_lines.h"
+#include "sequence/row_pairs.h"
 #include "util/files.h"  // write_matrix_w_index, write_string
 
 namespace tevo {
@@ -145,29 +146,18 @@ void LSequence<T>::calc_sequence_similarity(std::string msa_file, int) {
   const int stride = stride_, pad = stride_ - sites;
   const uint8_t* packed = packed_.data();
   std::vector<long> hist(100, 0);
-  constexpr int kRows = 16, kCols = 512;
 #pragma omp parallel
   {
     std::vector<long> local(101, 0);  // slot 100 collects pairs without a bin
-    std::vector<int> equal(kCols);
-#pragma omp for schedule(dynamic, 1)
-    for (int ib = 0; ib < n; ib += kRows) {
-      const int ie = std::min(n, ib + kRows);
-      for (int jb = ib; jb < n; jb += kCols) {
-        const int je = std::min(n, jb + kCols);
-        for (int i = ib; i < ie; ++i) {
-          const int j0 = std::max(jb, i + 1);
-          if (j0 >= je) continue;
-          const int m = je - j0;
-          rows_equal(packed + static_cast<std::size_t>(i) * stride, packed + static_cast<std::size_t>(j0) * stride,
-                     m, stride, equal.data());
-          for (int j = 0; j < m; ++j) {
-            const int k = bin[equal[j] - pad];
-            ++local[k < 0 ? 100 : k];
-          }
-        }
+    std::vector<int> equal(kRowPairRun);
+    for_each_row_pair_run(n, [&](int i, int j0, int m) {
+      rows_equal(packed + static_cast<std::size_t>(i) * stride, packed + static_cast<std::size_t>(j0) * stride, m,
+                 stride, equal.data());
+      for (int j = 0; j < m; ++j) {
+        const int k = bin[equal[j] - pad];
+        ++local[k < 0 ? 100 : k];
       }
-    }
+    });
 #pragma omp critical
     for (int k = 0; k < 100; ++k) hist[k] += local[k];
   }

@@ -11,6 +11,7 @@
 #include "sequence/sequence.h"
 #include "sequence/sequence_charts.h"
 #include "sequence/numbered_lines.h"
+#include "sequence/row_pairs.h"
 #include "util/files.h"  // write_matrix_w_index, write_string
 #include "util/console.h"
 #include "util/strings.h"
@@ -205,35 +206,22 @@ void LSequence<T>::sequence_reweight(T theta, T sample) {
   if (packed_.size() != static_cast<std::size_t>(n) * stride_) pack_trimmed();
 
   // Neighbours: the identity test is symmetric, so each unordered pair is
-  // tested once and counted for both rows. Tiles of rows keep the compared
-  // rows in cache; rows are handed out dynamically since the triangle shrinks.
+  // tested once and counted for both rows.
   const int stride = stride_;
   const int need = need_sites(theta) + (stride - num_of_trimmed_site);  // padding always agrees
   const uint8_t* packed = packed_.data();
   std::vector<long> neighbours(n, 0);
-  constexpr int kRows = 16, kCols = 512;
 #pragma omp parallel
   {
     std::vector<long> local(n, 0);
-    std::vector<uint8_t> hit(kCols);
-#pragma omp for schedule(dynamic, 1)
-    for (int ib = 0; ib < n; ib += kRows) {
-      const int ie = std::min(n, ib + kRows);
-      for (int jb = ib; jb < n; jb += kCols) {
-        const int je = std::min(n, jb + kCols);
-        for (int i = ib; i < ie; ++i) {
-          const int j0 = std::max(jb, i + 1);
-          if (j0 >= je) continue;
-          const uint8_t* a = packed + static_cast<std::size_t>(i) * stride;
-          const int m = je - j0;
-          const int hits = rows_at_least(a, packed + static_cast<std::size_t>(j0) * stride, m, stride, need,
-                                         hit.data());
-          if (hits == 0) continue;
-          local[i] += hits;
-          for (int j = 0; j < m; ++j) local[j0 + j] += hit[j];
-        }
-      }
-    }
+    std::vector<uint8_t> hit(kRowPairRun);
+    for_each_row_pair_run(n, [&](int i, int j0, int m) {
+      const int hits = rows_at_least(packed + static_cast<std::size_t>(i) * stride,
+                                     packed + static_cast<std::size_t>(j0) * stride, m, stride, need, hit.data());
+      if (hits == 0) return;
+      local[i] += hits;
+      for (int j = 0; j < m; ++j) local[j0 + j] += hit[j];
+    });
 #pragma omp critical
     for (int i = 0; i < n; ++i) neighbours[i] += local[i];
   }
