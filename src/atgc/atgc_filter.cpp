@@ -72,6 +72,18 @@ OutputFile* open_gzip(const std::string& output) {
   return out;
 }
 
+// Loads the records and passes every quality line through the converter,
+// which settles the Phred offset of the file.
+template <typename T>
+void load_fastq_with_quality(ATGC<T>& atgc, Lines& lines, const std::string& input) {
+  load_fastq_lines(lines, input);
+  atgc.init();
+  for (std::size_t i = 3; i < lines.size(); i += 4)
+    if (!atgc.quality_converter(lines[i].data(), lines[i].size()))
+      reads_fail(input + " line " + std::to_string(i + 1) + ": a quality character lies outside \"!\" to \"~\"");
+  atgc.guess_phred();
+}
+
 }  // namespace
 
 template <typename T>
@@ -90,12 +102,7 @@ template <typename T>
 void ATGC<T>::read_quality(const std::string& input, const std::string& output, int n) {
   const auto start = std::chrono::steady_clock::now();
   Lines lines;
-  load_fastq_lines(lines, input);
-  init();
-  for (std::size_t i = 3; i < lines.size(); i += 4)
-    if (!quality_converter(lines[i].data(), lines[i].size()))
-      reads_fail(input + " line " + std::to_string(i + 1) + ": a quality character lies outside \"!\" to \"~\"");
-  guess_phred();
+  load_fastq_with_quality(*this, lines, input);
   if (phred != 33) {
     print_info("the original Phred scores are not in Illumina format!", 11);
     return;
@@ -116,12 +123,7 @@ template <typename T>
 void ATGC<T>::read_trim(const std::string& input, const std::string& output, int n) {
   const auto start = std::chrono::steady_clock::now();
   Lines lines;
-  load_fastq_lines(lines, input);
-  init();
-  for (std::size_t i = 3; i < lines.size(); i += 4)
-    if (!quality_converter(lines[i].data(), lines[i].size()))
-      reads_fail(input + " line " + std::to_string(i + 1) + ": a quality character lies outside \"!\" to \"~\"");
-  guess_phred();
+  load_fastq_with_quality(*this, lines, input);
   std::unique_ptr<OutputFile> out(open_gzip(output));
   const int lowest = phred + n;
   for (std::size_t i = 0; i < lines.size(); i += 4) {
