@@ -221,49 +221,35 @@ void correct_read(Reads& a, const WitnessView& t, std::uint64_t r, int bits, Cha
     const int shift = 6 - 2 * (i % 4);
     bytes[i / 4] = static_cast<std::uint8_t>((bytes[i / 4] & ~(3 << shift)) | (b << shift));
   };
-  std::uint32_t count4[4];
+  // Votes on base i with the witness word (fw, rc): `side` 0 reads the
+  // "after" counters of the forward strand, 4 its "before" counters.
+  const auto vote = [&](int i, std::uint64_t fw, std::uint64_t rc, int side, std::uint64_t& tally) {
+    const bool forward = fw <= rc;
+    std::uint64_t key = forward ? fw : rc;
+    if (key == 0) key = 1;
+    const std::int64_t slot = find_slot(t, key, false);
+    if (slot < 0) return;
+    const std::uint32_t* c = t.counters + static_cast<std::uint64_t>(slot) * 8;
+    std::uint32_t count4[4];
+    for (int x = 0; x < 4; ++x) count4[x] = forward ? c[side + x] : c[4 - side + complement[x]];
+    const int verdict = decide(count4, a.packed_base(r, i), t.threshold);
+    if (verdict >= 0) {
+      set_base(i, verdict);
+      ++tally;
+    } else if (verdict == -2) {
+      ++changes.ambiguous;
+    }
+  };
   std::uint64_t fw = 0, rc = 0;
   for (int i = 0; i < len; ++i) {
-    if (i >= w) {
-      const bool forward = fw <= rc;
-      std::uint64_t key = forward ? fw : rc;
-      if (key == 0) key = 1;
-      const std::int64_t slot = find_slot(t, key, false);
-      if (slot >= 0) {
-        const std::uint32_t* c = t.counters + static_cast<std::uint64_t>(slot) * 8;
-        for (int x = 0; x < 4; ++x) count4[x] = forward ? c[x] : c[4 + complement[x]];
-        const int verdict = decide(count4, a.packed_base(r, i), t.threshold);
-        if (verdict >= 0) {
-          set_base(i, verdict);
-          ++changes.after;
-        } else if (verdict == -2) {
-          ++changes.ambiguous;
-        }
-      }
-    }
+    if (i >= w) vote(i, fw, rc, 0, changes.after);
     const std::uint64_t b = static_cast<std::uint64_t>(a.packed_base(r, i));
     fw = ((fw << 2) | b) & mask;
     rc = (rc >> 2) | (static_cast<std::uint64_t>(complement[b]) << top);
   }
   fw = rc = 0;
   for (int i = len - 1; i >= 0; --i) {
-    if (i < len - w) {
-      const bool forward = fw <= rc;
-      std::uint64_t key = forward ? fw : rc;
-      if (key == 0) key = 1;
-      const std::int64_t slot = find_slot(t, key, false);
-      if (slot >= 0) {
-        const std::uint32_t* c = t.counters + static_cast<std::uint64_t>(slot) * 8;
-        for (int x = 0; x < 4; ++x) count4[x] = forward ? c[4 + x] : c[complement[x]];
-        const int verdict = decide(count4, a.packed_base(r, i), t.threshold);
-        if (verdict >= 0) {
-          set_base(i, verdict);
-          ++changes.before;
-        } else if (verdict == -2) {
-          ++changes.ambiguous;
-        }
-      }
-    }
+    if (i < len - w) vote(i, fw, rc, 4, changes.before);
     const std::uint64_t b = static_cast<std::uint64_t>(a.packed_base(r, i));
     fw = (fw >> 2) | (b << top);
     rc = ((rc << 2) | static_cast<std::uint64_t>(complement[b])) & mask;
