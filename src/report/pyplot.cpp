@@ -6,6 +6,21 @@
 
 namespace tevo {
 
+namespace {
+
+// Both script writers take a heat map alike: the matrix (negative sizes
+// count as none) with its title and axis names.
+template <typename T>
+void take_heatmap(ChartWriter& w, T** m, int rows, int cols, const std::string& xlabel, const std::string& ylabel,
+                  const std::string& title) {
+  w.rows = rows > 0 ? rows : 0;
+  w.cols = cols > 0 ? cols : 0;
+  w.describe("heatmap", {title, xlabel, ylabel}, {}, {});
+  fill_rows(w.chart, m, w.rows, w.cols);
+}
+
+}  // namespace
+
 template <typename T>
 Pyplot<T>::Pyplot(const std::string& output, const std::string& jobname) : ChartWriter(output, jobname) {}
 
@@ -27,10 +42,7 @@ bool Pyplot<T>::plotting(const std::string& type, T** data, const std::vector<st
 template <typename T>
 bool Pyplot<T>::heatmap(T** m, int rows_, int cols_, const std::string& xlabel, const std::string& ylabel,
                         const std::string& title) {
-  rows = rows_ > 0 ? rows_ : 0;
-  cols = cols_ > 0 ? cols_ : 0;
-  describe("heatmap", {title, xlabel, ylabel}, {}, {});
-  fill_rows(chart, m, rows, cols);
+  take_heatmap(*this, m, rows_, cols_, xlabel, ylabel, title);
   return write();
 }
 
@@ -69,10 +81,7 @@ bool Rscript<T>::plotting(const std::string& type, T** data, const std::vector<s
 template <typename T>
 bool Rscript<T>::heatmap(T** m, int rows_, int cols_, const std::string& xlabel, const std::string& ylabel,
                          const std::string& title) {
-  rows = rows_ > 0 ? rows_ : 0;
-  cols = cols_ > 0 ? cols_ : 0;
-  describe("heatmap", {title, xlabel, ylabel}, {}, {});
-  fill_rows(chart, m, rows, cols);
+  take_heatmap(*this, m, rows_, cols_, xlabel, ylabel, title);
   return write();
 }
 
