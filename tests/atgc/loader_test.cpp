@@ -17,13 +17,6 @@ using reads_test::TempDir;
 
 namespace {
 
-// Messages go to standard output; death tests read standard error.
-#define STDOUT_TO_STDERR(statement) \
-  do {                                \
-    dup2(2, 1);                       \
-    statement;                        \
-  } while (0)
-
 struct Oracle {
   std::uint64_t reads = 0, bases = 0, counts[5] = {0, 0, 0, 0, 0}, hist[127] = {};
   int min_len = 1 << 30, max_len = 0;

@@ -2,6 +2,7 @@
 // known truth, and gzip writing.
 #pragma once
 
+#include <unistd.h>
 #include <zlib.h>
 
 #include <cstdio>
@@ -10,6 +11,13 @@
 #include <vector>
 
 #include <boost/filesystem.hpp>
+
+// Messages go to standard output; death tests read standard error.
+#define STDOUT_TO_STDERR(statement) \
+  do {                              \
+    dup2(2, 1);                     \
+    statement;                      \
+  } while (0)
 
 namespace reads_test {
 

@@ -18,12 +18,6 @@ using sff_test::Read;
 
 namespace {
 
-#define STDOUT_TO_STDERR(statement) \
-  do {                              \
-    dup2(2, 1);                     \
-    statement;                      \
-  } while (0)
-
 std::vector<Read> sample_reads() {
   Read whole{"whole", "ACGTACGTAC", {10, 20, 30, 40, 100, 93, 94, 0, 1, 2}};
   Read left5{"left5", "AAAACGTTTT", {30, 30, 30, 30, 30, 30, 30, 30, 30, 30}, 5, 0, 0, 0};
