@@ -204,30 +204,12 @@ void Chain<T>::get_atom_in_residue(const std::string& atom_name, int& found, int
     }
 }
 
-namespace {
-
-// The bond record, or null when the residue has none at that position.
-template <typename T>
-Bond<T>* bond_at(AminoAcid<T>& aa, int bond) {
-  return aa.bonds && bond >= 0 && bond < aa.num_bonds ? &aa.bonds[bond] : nullptr;
-}
-
-// A record whose atoms lie outside the array cannot be measured or used.
-template <typename T>
-bool bond_in_range(const Bond<T>& b, int natoms) {
-  for (int a : {b.atom1, b.atom2, b.atom3, b.atom4})
-    if (a < 0 || a >= natoms) return false;
-  return true;
-}
-
-}  // namespace
-
 template <typename T>
 void Chain<T>::tevo_update_torsional_angle(int bond, int res) {
-  Bond<T>* b = bond_at(amino_acids[res], bond);
+  Bond<T>* b = detail::bond_at(amino_acids[res], bond);
   if (!b) return;
   const int natoms = static_cast<int>(coords_.size() / 3);
-  if (!bond_in_range(*b, natoms)) {
+  if (!detail::bond_in_range(*b, natoms)) {
     b->angle = b->target = 360;
     return;
   }
@@ -247,9 +229,9 @@ void Chain<T>::tevo_update_all_torsional_angles() {
 
 template <typename T>
 void Chain<T>::rotate_coords(int bond, int res, T angle) {
-  const Bond<T>* b = bond_at(amino_acids[res], bond);
+  const Bond<T>* b = detail::bond_at(amino_acids[res], bond);
   const int natoms = static_cast<int>(coords_.size() / 3);
-  if (!b || !bond_in_range(*b, natoms)) return;
+  if (!b || !detail::bond_in_range(*b, natoms)) return;
   detail::rotate_after(coords_.data(), natoms, *b, angle);
   // Copy the moved atoms back into their Atom records.
   int k = 0;

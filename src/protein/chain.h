@@ -110,6 +110,18 @@ extern template class Chain<float>;
 extern template class Chain<double>;
 
 namespace detail {
+// The bond record, or null when the residue has none at that position.
+template <typename T>
+Bond<T>* bond_at(AminoAcid<T>& aa, int bond) {
+  return aa.bonds && bond >= 0 && bond < aa.num_bonds ? &aa.bonds[bond] : nullptr;
+}
+// A record whose atoms lie outside the array cannot be measured or used.
+template <typename T>
+bool bond_in_range(const Bond<T>& b, int natoms) {
+  for (int a : {b.atom1, b.atom2, b.atom3, b.atom4})
+    if (a < 0 || a >= natoms) return false;
+  return true;
+}
 // Shared by the chain and the protein, over the atoms of one chain starting at `xyz`.
 template <typename T>
 void measure_torsion(const T* xyz, Bond<T>& bond);

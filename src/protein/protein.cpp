@@ -579,27 +579,11 @@ void Protein<T>::tevo_create_sc_bonds(int res, int chain) {
 
 // ---- geometry over the protein's flat array
 
-namespace {
-
-template <typename T>
-Bond<T>* bond_record(AminoAcid<T>& aa, int bond) {
-  return aa.bonds && bond >= 0 && bond < aa.num_bonds ? &aa.bonds[bond] : nullptr;
-}
-
-template <typename T>
-bool in_chain(const Bond<T>& b, int natoms) {
-  for (int a : {b.atom1, b.atom2, b.atom3, b.atom4})
-    if (a < 0 || a >= natoms) return false;
-  return true;
-}
-
-}  // namespace
-
 template <typename T>
 void Protein<T>::tevo_update_torsional_angle(int chain, int bond, int res) {
-  Bond<T>* b = bond_record(chains[chain].amino_acids[res], bond);
+  Bond<T>* b = detail::bond_at(chains[chain].amino_acids[res], bond);
   if (!b || chain >= static_cast<int>(chain_offset_.size())) return;
-  if (!in_chain(*b, chains[chain].get_num_of_atoms())) {
+  if (!detail::bond_in_range(*b, chains[chain].get_num_of_atoms())) {
     b->angle = b->target = 360;
     return;
   }
@@ -625,10 +609,10 @@ void Protein<T>::tevo_update_all_torsional_angles() {
 
 template <typename T>
 void Protein<T>::rotate_coords(int chain, int bond, int res, T angle) {
-  const Bond<T>* b = bond_record(chains[chain].amino_acids[res], bond);
+  const Bond<T>* b = detail::bond_at(chains[chain].amino_acids[res], bond);
   if (!b || chain >= static_cast<int>(chain_offset_.size())) return;
   const int natoms = chains[chain].get_num_of_atoms();
-  if (!in_chain(*b, natoms)) return;
+  if (!detail::bond_in_range(*b, natoms)) return;
   detail::rotate_after(coords_.data() + 3 * static_cast<std::size_t>(chain_offset_[chain]), natoms,
                        *b, angle);
   set_aotm_coords_in_chain(chain);
@@ -676,7 +660,7 @@ void Protein<T>::set_distmask_intervals_product(int begin1, int end1, int begin2
 
 template <typename T>
 void Protein<T>::calc_atom_dist_mask(int chain, int bond, int res) {
-  const Bond<T>* b = bond_record(chains[chain].amino_acids[res], bond);
+  const Bond<T>* b = detail::bond_at(chains[chain].amino_acids[res], bond);
   const long n = static_cast<long>(coords_.size() / 3);
   if (!b || dist_.size() != static_cast<std::size_t>(n * n)) return;
   // Atoms up to the bond's third atom stay, later atoms of the chain turn as
