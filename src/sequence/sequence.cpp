@@ -144,6 +144,24 @@ template <typename T>
 void LSequence<T>::free_stats() {
   free_conservation();
   free_rows(similarity, 100);
+  free_couplings();
+}
+
+template <typename T>
+void LSequence<T>::free_couplings() {
+  selected_sites.clear();
+  delete[] site_list;
+  site_list = nullptr;
+  delete[] params;
+  params = nullptr;
+  delete[] aa_freq;
+  aa_freq = nullptr;
+  delete[] pair_freq;
+  pair_freq = nullptr;
+  free_rows(coupling_full, full_sites_);
+  free_rows(coupling, coupling_sites_);
+  full_sites_ = coupling_sites_ = 0;
+  num_of_pairs = num_of_params = 0;
 }
 
 template <typename T>

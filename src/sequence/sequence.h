@@ -79,11 +79,27 @@ class LSequence {
   void calc_site_conservation();
   void calc_sequence_similarity(std::string msa_file, int spare);
 
+  // Coupling analysis: a pairwise Potts model fitted by pseudo-likelihood,
+  // pair scores with the average product correction, residue communities.
+  void calc_couplings(std::string msa, bool communities, std::string pdb, std::string mat, bool select_sites);
+  void calc_aa_prob_from_msa();
+  void optimize_coupling_parameters();
+  // The objective of the fit; data points to a PottsData<T>.
+  static T plm_negative_log_posterior(int n, const T* x, T* g, void* data);
+  void sequence_potential_write();
+  void calc_evolutionary_couplings(std::string name, bool chart, bool report);
+  void calc_residue_communities(std::string pdb, bool report);
+
   void get_aa_idx_in_pdb();
   void finish();
 
   // Labels of the trimmed sites: residue letter + residue number.
   std::vector<std::string> site_labels() const;
+  // The same for the first `sites` trimmed sites.
+  std::vector<std::string> site_labels(int sites) const;
+  // Label and residue number of each site of the coupling fit (site_list).
+  std::vector<std::string> selected_site_labels() const;
+  std::vector<int> selected_residue_numbers() const;
 
   // ---- Fields (public, read by the commands and tests) ----
   std::string jobname;   // job directory prefix
@@ -124,6 +140,20 @@ class LSequence {
   T** similarity = nullptr;
 
   std::vector<int> pdb_residue_numbers;  // first chain of pdb_file, from get_aa_idx_in_pdb
+
+  // Filled by calc_couplings. L = num_of_trimmed_site once sites are selected;
+  // site_list holds their indices among the trimmed sites before selection.
+  std::vector<int> selected_sites;
+  int32_t* site_list = nullptr;  // [L], owned
+  int num_of_pairs = 0;
+  int num_of_params = 0;
+  T* params = nullptr;     // [num_of_params], owned; layout in potts.h
+  T* aa_freq = nullptr;    // [21 L], owned
+  T* pair_freq = nullptr;  // [441 num_of_pairs], owned
+  T lambda_h = T(0.01);
+  T lambda_j = T(100.0);
+  T** coupling_full = nullptr;  // [num_of_site][num_of_site], owned
+  T** coupling = nullptr;       // [L][L], owned
   MT19937<T>* rng = nullptr;             // not owned
 
  private:
@@ -134,6 +164,9 @@ class LSequence {
   int msa_rows_ = 0;
   int trimmed_rows_ = 0;
   int stats_sites_ = 0;  // rows of site_conservation
+  int full_sites_ = 0;   // rows of coupling_full
+  int coupling_sites_ = 0;  // rows of coupling
+  void free_couplings();
   void free_msa();
   void free_trimmed();
   void free_stats();

@@ -106,7 +106,11 @@ void LSequence<T>::sequence_trim(std::string msa_file, std::string pdb, bool rep
 
 template <typename T>
 std::vector<std::string> LSequence<T>::site_labels() const {
-  const int sites = num_of_trimmed_site;
+  return site_labels(num_of_trimmed_site);
+}
+
+template <typename T>
+std::vector<std::string> LSequence<T>::site_labels(int sites) const {
   if (!pdb_file.empty() && static_cast<int>(pdb_residue_numbers.size()) < sites)
     fail(pdb_file + ": its first chain holds " + std::to_string(pdb_residue_numbers.size()) +
          " residues, fewer than the " + std::to_string(sites) + " sites to label");
@@ -264,6 +268,8 @@ template void LSequence<float>::sequence_trim(std::string, std::string, bool, bo
 template void LSequence<double>::sequence_trim(std::string, std::string, bool, bool);
 template std::vector<std::string> LSequence<float>::site_labels() const;
 template std::vector<std::string> LSequence<double>::site_labels() const;
+template std::vector<std::string> LSequence<float>::site_labels(int) const;
+template std::vector<std::string> LSequence<double>::site_labels(int) const;
 template void LSequence<float>::sequence_filter_seqs(float);
 template void LSequence<double>::sequence_filter_seqs(double);
 template void LSequence<float>::sequence_filter_site_gaps(float);
