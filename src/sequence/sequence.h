@@ -175,6 +175,11 @@ class LSequence {
   int need_sites(T theta) const;
 };
 
+// Numbers separated by commas or blanks ("#" lines skipped), in reading
+// order: the parameter file of the coupling fit.
+template <typename T>
+std::vector<T> read_eca_matrix_from_file(const std::string& file);
+
 extern template class LSequence<float>;
 extern template class LSequence<double>;
 

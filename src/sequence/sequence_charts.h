@@ -30,4 +30,11 @@ void chart_site_conservation(const std::string& prefix, T** conservation, T** en
 template <typename T>
 void chart_sequence_similarity(const std::string& base, T** table);
 
+// The pair scores of the coupling analysis ([L][L], labels of the sites):
+// <base>.json, the heat-map and chord pages, and the matplotlib, R and
+// gnuplot heat maps.
+template <typename T>
+void chart_evolutionary_couplings(const std::string& base, T** coupling, int sites,
+                                  const std::vector<std::string>& labels);
+
 }  // namespace tevo
