@@ -100,6 +100,9 @@ class LSequence {
   // Label and residue number of each site of the coupling fit (site_list).
   std::vector<std::string> selected_site_labels() const;
   std::vector<int> selected_residue_numbers() const;
+  // Replaces `coupling` by a copy of m ([L][L]) owned by this object and
+  // freed with the others; for callers that have scores from elsewhere.
+  void set_coupling_matrix(const T* const* m, int L);
 
   // ---- Fields (public, read by the commands and tests) ----
   std::string jobname;   // job directory prefix

@@ -87,16 +87,18 @@ int eig_calc(T** vectors, T* values, int n, T** a, int max_sweeps) {
         z[q] += h;
         d[p] -= h;
         d[q] += h;
-        wp[q] = wq[p] = 0;
-        // Rows p and q, mirrored into columns p and q.
+        // Rows p and q in one contiguous pass (the diagonal entries come out
+        // meaningless and are never read: d holds the diagonal), then mirrored
+        // into columns p and q; the pair itself is now 0.
         for (int k = 0; k < n; ++k) {
-          if (k == p || k == q) continue;
           const T gk = wp[k], hk = wq[k];
-          const T np = gk - s * (hk + gk * tau), nq = hk + s * (gk - hk * tau);
-          wp[k] = np;
-          wq[k] = nq;
-          w[static_cast<long>(k) * n + p] = np;
-          w[static_cast<long>(k) * n + q] = nq;
+          wp[k] = gk - s * (hk + gk * tau);
+          wq[k] = hk + s * (gk - hk * tau);
+        }
+        wp[q] = wq[p] = 0;
+        for (int k = 0; k < n; ++k) {
+          w[static_cast<long>(k) * n + p] = wp[k];
+          w[static_cast<long>(k) * n + q] = wq[k];
         }
         T* vp = vt.data() + static_cast<long>(p) * n;
         T* vq = vt.data() + static_cast<long>(q) * n;
