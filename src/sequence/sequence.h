@@ -88,6 +88,9 @@ class LSequence {
   static T plm_negative_log_posterior(int n, const T* x, T* g, void* data);
   void sequence_potential_write();
   void calc_evolutionary_couplings(std::string name, bool chart, bool report);
+  // Communities from eigenvectors 2 and 4 of `coupling` (sets threshold to
+  // 0.05); report: append the record blocks. Fewer than 4 selected sites or
+  // no scores: a warning and nothing else. See docs/communities.md.
   void calc_residue_communities(std::string pdb, bool report);
 
   void get_aa_idx_in_pdb();

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <numeric>
 
 #include "protein/residues.h"  // aa123, aa_property_note
 #include "report/pymol.h"
@@ -79,13 +78,13 @@ void LSequence<T>::calc_residue_communities(std::string pdb, bool report) {
     print_info("the eigen-decomposition of the couplings did not settle in 1000 sweeps; its last state is used", 11);
 
   // u = column 1, v = column 3; the three tests exclude one another.
-  const T floor = threshold;
+  const T bound = threshold;
   std::vector<int> community[3];
   for (int i = 0; i < L; ++i) {
     const T u = vectors[i][1], v = vectors[i][3];
-    if (u > std::max(std::fabs(v), floor)) community[0].push_back(i);
-    if (v > std::max(std::fabs(u), floor)) community[1].push_back(i);
-    if (u < -std::max(std::fabs(v), floor)) community[2].push_back(i);
+    if (u > std::max(std::fabs(v), bound)) community[0].push_back(i);
+    if (v > std::max(std::fabs(u), bound)) community[1].push_back(i);
+    if (u < -std::max(std::fabs(v), bound)) community[2].push_back(i);
   }
 
   // Each community by decreasing component (community 3 as community 1,
