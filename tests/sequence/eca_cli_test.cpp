@@ -66,6 +66,23 @@ TEST(SequenceEcaCli, GlobinFamilyWithItsStructure) {
   EXPECT_TRUE(has(record, "1-1-1-0\nEvolutionary couplings of amino acids \n"
                           "Inferred evolutionary couplings between pairwise amino acids. \n"));
 
+  // Communities from the score matrix, and on the structure.
+  EXPECT_EQ(files.at("eca_residue_communities_chord.csv").rfind(
+                "name,aaname,position,chain,domain,property,secstruct,community1,community2,function,image,"
+                "conservation,coupling,",
+                0),
+            0u);
+  for (const char* name : {"eca_residue_communities_mtx.csv", "eca_residue_communities_mtx_csum.csv",
+                           "eca_residue_communities_mtx.html", "eca_residue_communities_chord.html",
+                           "eca_residue_communities_structure.html", "eca_residue_communities_structure.pml"})
+    EXPECT_TRUE(files.count(name)) << name;
+  for (const char* title : {"Residue communities of amino acids\n", "Residue communities in chord plotting\n",
+                            "Coupling score of each amino acid\n", "1-1-1-3\nResidue communities on the structure\n"})
+    EXPECT_TRUE(has(record, title)) << title;
+  run = box.run({"html", "-jobname", "eca"}, kNoTools);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(has(box.read("tevo-output/eca/index.html"), "Residue communities on the structure"));
+
   run = box.run({"sequence_eca", "-msa", kGlobins, "-threshold", "2", "-max_iter", "2", "-jobname", "bare"}, kNoTools);
   EXPECT_EQ(run.status, 0);
   EXPECT_TRUE(has(run.out, "no protein tertiary structure for mapping estimated residue communities!"));
