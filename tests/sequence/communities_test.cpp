@@ -12,35 +12,17 @@
 
 #include "report/record.h"
 #include "sequence/sequence.h"
+#include "sequence/sequence_fixtures.h"
 #include "sequence/sequence_charts.h"
 #include "util/capture.h"
 #include "util/strings.h"  // string_split
 
-using tevo::LSequence;
 
 namespace {
 
 // The writers run gnuplot, python, R and pymol when present; these tests
 // check the files, so the tools are kept out.
 const bool kNoTools = setenv("PATH", "/nonexistent", 1) == 0;
-
-class Dir {
- public:
-  Dir() {
-    char pattern[] = "/tmp/tevo_comm_XXXXXX";
-    path_ = mkdtemp(pattern);
-    path_ += "/";
-  }
-  ~Dir() { std::filesystem::remove_all(path_); }
-  std::string write(const std::string& name, const std::string& text) const {
-    std::ofstream(path_ + name) << text;
-    return path_ + name;
-  }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 std::string slurp(const std::string& file) {
   std::ifstream in(file);
@@ -98,7 +80,7 @@ Modes known_modes() {
 // A trimmed ten-site alignment with its conservation table, of which sites
 // 0, 1, 2, 4, 5, 6, 8, 9 are "selected", and the coupling matrix of `modes`.
 template <typename T>
-void prepare(LSequence<T>& seq, const Dir& dir, const Modes& modes, const std::string& pdb) {
+void prepare(LSequence<T>& seq, const TempDir& dir, const Modes& modes, const std::string& pdb) {
   const std::string msa = dir.write("in.fasta", ">ref\nACDEFGHIKL\n>a\nACDEFGHIKV\n>b\nSCDEYGHLKL\n>c\nACNEFGAIKL\n");
   seq.init(pdb);
   captured_stdout([&] {
@@ -132,7 +114,7 @@ TYPED_TEST(CommunitiesTest, MembershipTablesChordAndRecord) {
   using T = TypeParam;
   // float: eigenvectors to ~1e-6, then "%f"; double: the six printed decimals.
   const double tol = std::is_same<T, float>::value ? 2e-5 : 2e-6;
-  Dir dir;
+  TempDir dir;
   const Modes modes = known_modes();
   LSequence<T> seq(dir.path(), "job", 1);
   prepare(seq, dir, modes, "");
@@ -228,7 +210,7 @@ TYPED_TEST(CommunitiesTest, MembershipTablesChordAndRecord) {
 
 TEST(Communities, StructureViewsAndNoRecordWithoutReport) {
   const std::string pdb = std::string(TEVO_TEST_DATA) + "/protein/1ubq.pdb";
-  Dir dir;
+  TempDir dir;
   LSequence<double> seq(dir.path(), "job", 1);
   prepare(seq, dir, known_modes(), pdb);
   captured_stdout([&] { seq.calc_residue_communities(pdb, true); });
@@ -255,7 +237,7 @@ TEST(Communities, StructureViewsAndNoRecordWithoutReport) {
 }
 
 TEST(Communities, TooFewSitesWarnAndWriteNothing) {
-  Dir dir;
+  TempDir dir;
   for (int L : {0, 1, 3}) {
     LSequence<double> seq(dir.path(), "few", 1);
     seq.trimmed_ref_seq = "ACDE";
@@ -279,7 +261,7 @@ TEST(Communities, TooFewSitesWarnAndWriteNothing) {
 }
 
 TEST(CouplingCharts, FilesAndScriptScale) {
-  Dir dir;
+  TempDir dir;
   const int L = 5;
   std::vector<std::vector<double>> m(L, std::vector<double>(L, 0));
   for (int i = 0; i < L; ++i)
