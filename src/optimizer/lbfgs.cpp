@@ -9,26 +9,38 @@
 #include <cstdlib>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "util/console.h"
-#include "util/numeric.h"  // kParallelMin, vec_copy, vec_add, vec_sub, vec_scale
+#include "util/numeric.h"  // vec_copy, vec_add, vec_sub, vec_scale
 
 namespace tevo {
 
 namespace {
 
 // Sums in double whatever T is (vec_dot_prod sums in T), so single-precision
-// runs keep their inner products accurate over long vectors.
+// runs keep their inner products accurate over long vectors. Partial sums of
+// fixed chunks are added in order, so the result, and with it the path of the
+// minimiser, is the same for any number of threads.
 template <typename T>
 T dot(const T* a, const T* b, int n) {
-  if (n <= 5) {
-    T sum = 0;
-    for (int i = 0; i < n; ++i) sum += a[i] * b[i];
-    return sum;
+  constexpr int kChunk = 1 << 16;
+  const int chunks = (n + kChunk - 1) / kChunk;
+  if (chunks <= 1) {
+    double sum = 0;
+    for (int i = 0; i < n; ++i) sum += static_cast<double>(a[i]) * b[i];
+    return static_cast<T>(sum);
+  }
+  std::vector<double> partial(chunks);
+#pragma omp parallel for schedule(static)
+  for (int c = 0; c < chunks; ++c) {
+    const int end = std::min(n, (c + 1) * kChunk);
+    double sum = 0;
+    for (int i = c * kChunk; i < end; ++i) sum += static_cast<double>(a[i]) * b[i];
+    partial[c] = sum;
   }
   double sum = 0;
-#pragma omp parallel for schedule(static) reduction(+ : sum) if (n >= kParallelMin)
-  for (int i = 0; i < n; ++i) sum += static_cast<double>(a[i]) * b[i];
+  for (double p : partial) sum += p;
   return static_cast<T>(sum);
 }
 

@@ -375,3 +375,23 @@ TEST(Couplings, PlantedPairsRankFirst) {
   const double next = seq.coupling[ranked[planted.size()].first][ranked[planted.size()].second];
   EXPECT_GT(weakest, 3 * std::max(next, 1e-3)) << weakest << " " << next;
 }
+
+TEST(Couplings, FitIsTheSameOnAnyThreadCount) {
+  ASSERT_TRUE(kNoPlotTools);
+  TempDir dir;
+  const std::string msa = dir.write("a.fasta", random_alignment(150, 20, 8, 0.5, 0.05));
+  std::vector<std::vector<double>> fitted;
+  const int threads = omp_get_max_threads();
+  for (int t : {1, 2}) {
+    omp_set_num_threads(t);
+    LSequence<double> seq(dir.path(), "t" + std::to_string(t), 0);
+    seq.init("");
+    seq.set_max_iter(8);
+    seq.set_threshold(-1);
+    captured_stdout([&] { seq.calc_couplings(msa, false, "", "", true); });
+    ASSERT_GT(seq.num_of_params, 1 << 16);  // the solver's inner products run in more than one chunk
+    fitted.emplace_back(seq.params, seq.params + seq.num_of_params);
+  }
+  omp_set_num_threads(threads);
+  EXPECT_TRUE(fitted[0] == fitted[1]);
+}
