@@ -4,7 +4,7 @@
 #  (a) 5000 sequences x 200 sites: one objective evaluation at 1 and 2
 #      threads, the driver's peak memory, and sequence_eca -max_iter 50 at
 #      2 threads end to end (time, peak memory), with and without gnuplot and
-#      python on PATH;
+#      python on PATH, and how many planted pairs rank at the top;
 #  (b) 2000 sequences x 80 sites: tevo against the NumPy objective of
 #      bench/eca_np.py (1 thread, wall and CPU) and the largest gradient
 #      difference.
@@ -57,3 +57,9 @@ for tools in installed none; do
        "$(grep 'Maximum resident' "$OUT/a/eca_$tools.time" | awk '{print $NF}') kB peak"
 done
 uptime
+CSV=$(ls "$OUT"/tevo-output/eca_installed/*amino_acid_coupling.csv 2>/dev/null | head -n 1 || true)
+if [ -n "$CSV" ]; then
+  $PY "$ROOT/bench/eca_np.py" planted "$CSV" "$A.pairs"
+else
+  echo "BENCH no amino_acid_coupling.csv under $OUT/tevo-output/eca_installed"
+fi

@@ -12,6 +12,8 @@ eval <dir>   read eca_meta.txt, eca_states.u8, eca_weights.f64 (and tevo's
              x[k] = 0.01 sin(k+1); write eca_np_grad.f64; compare with tevo.
 --selftest   gradient against central differences and against a plain loop
              over the layout, on a small random problem.
+planted <coupling csv> <pairs file>
+             how many planted pairs rank among the top pair scores.
 """
 import sys
 import time
@@ -216,7 +218,20 @@ def evaluate(d):
     return 0
 
 
+def planted(csv, pairs_file):
+    rows = [l.rstrip("\n").split(",") for l in open(csv) if l.strip() and not l.startswith("#")]
+    S = np.array([[float(v) for v in r[1:] if v != ""] for r in rows[1:]])  # first line: index
+    pairs = {tuple(int(t) - 1 for t in l.split()[:2]) for l in open(pairs_file) if not l.startswith("#")}
+    i, j = np.triu_indices(S.shape[0], 1)
+    top = np.argsort(-S[i, j], kind="stable")[:len(pairs)]
+    hits = sum((int(i[k]), int(j[k])) in pairs for k in top)
+    print("BENCH planted pairs among the top %d pair scores: %d" % (len(pairs), hits))
+    return 0
+
+
 if __name__ == "__main__":
+    if len(sys.argv) == 4 and sys.argv[1] == "planted":
+        sys.exit(planted(sys.argv[2], sys.argv[3]))
     if len(sys.argv) == 2 and sys.argv[1] == "--selftest":
         sys.exit(selftest())
     if len(sys.argv) == 3 and sys.argv[1] == "eval":
