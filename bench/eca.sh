@@ -28,8 +28,9 @@ B=$OUT/potts_2000x80.fasta
 
 L=$BUILD/src
 g++ -O3 -fopenmp -std=c++17 -I"$ROOT/src" -I"$ROOT/include" "$ROOT/bench/eca_eval.cpp" \
-  "$L/sequence/libtevo_sequence.a" "$L/optimizer/libtevo_optimizer.a" "$L/report/libtevo_report.a" \
-  "$L/protein/libtevo_protein.a" "$L/util/libtevo_util.a" -o "$OUT/eca_eval"
+  -Wl,--start-group "$L/sequence/libtevo_sequence.a" "$L/optimizer/libtevo_optimizer.a" \
+  "$L/report/libtevo_report.a" "$L/protein/libtevo_protein.a" "$L/util/libtevo_util.a" -Wl,--end-group \
+  -lboost_filesystem -lz -lbz2 -o "$OUT/eca_eval"
 
 echo "== (a) 5000 x 200: one evaluation"
 /usr/bin/time -v "$OUT/eca_eval" "$A" "$OUT/a" >"$OUT/a/eval.out" 2>"$OUT/a/eval.time"
