@@ -122,4 +122,42 @@ int sequence_stats() {
   return reval;
 }
 
+int sequence_eca() {
+  if (FLAGS_msa.empty())
+    return refuse("multiple sequence alignment (MSA) file",
+                  {"tevo sequence_eca -msa <string> -output <string>",
+                   {"-threads  <INT>", "-max_iter <INT>", "-pdb      <STRING>", "-mat      <STRING>",
+                    "-gap_frac <DOUBLE> percentage of gaps in each sequence",
+                    "-site_gap_frac <DOUBLE> percentage of gaps at each site of aligned sequences",
+                    "-threshold <DOUBLE> degree of conservation at a site",
+                    "-offset   <STRING> offeset for amino acid index"}});
+  if (FLAGS_pdb.empty()) {
+    print_info("no protein tertiary structure for mapping estimated residue communities!", 11);
+    print_info("", 21);
+  }
+  std::vector<std::pair<std::string, std::string>> shown = {
+      {"jobname", FLAGS_jobname},
+      {"threads", num2string(FLAGS_threads, 0)},
+      {"max_iter", num2string(FLAGS_max_iter, 0)},
+      {"threshold", num2string(FLAGS_threshold)},
+      {"gap_frac", num2string(FLAGS_gap_frac)},
+      {"site_gap_frac", num2string(FLAGS_site_gap_frac)},
+      {"offset", num2string(FLAGS_offset, 0)},
+      {"msa", FLAGS_msa}};
+  if (!FLAGS_pdb.empty()) shown.push_back({"pdb", FLAGS_pdb});
+  if (!FLAGS_mat.empty()) shown.push_back({"mat", FLAGS_mat});
+  shown.push_back({"output", FLAGS_output});
+  print_invocation("sequence_eca", shown);
+  LSequence<double> seq(FLAGS_output, FLAGS_jobname, FLAGS_offset);
+  seq.init(FLAGS_pdb);
+  seq.set_max_iter(FLAGS_max_iter);
+  seq.set_gap_frac(FLAGS_gap_frac);
+  seq.set_site_gap_frac(FLAGS_site_gap_frac);
+  seq.set_threshold(FLAGS_threshold);
+  seq.calc_couplings(FLAGS_msa, true, FLAGS_pdb, FLAGS_mat, true);
+  seq.finish();
+  reval = 0;
+  return reval;
+}
+
 }  // namespace tevo

@@ -44,6 +44,7 @@ int stats_pearson();
 int sequence_converter();
 int sequence_trim();
 int sequence_stats();
+int sequence_eca();
 
 // Neural networks and swarm-trained models (cmd_learning.cpp)
 

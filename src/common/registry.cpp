@@ -34,7 +34,7 @@ BrewMap g_brew_map = {
     {"sequence_mix", command_pending},
     {"sequence_trim", sequence_trim},
     {"sequence_stats", sequence_stats},
-    {"sequence_eca", command_pending},
+    {"sequence_eca", sequence_eca},
     {"sequence_energy", command_pending},
     {"mutant_energy", command_pending},
     {"point_mutation", command_pending},

@@ -26,5 +26,10 @@ std::vector<Line> read_lines(const std::string& file) {
   return lines;
 }
 
+void fail(const std::string& text) {
+  print_info(text, 9);
+  std::exit(1);
+}
+
 }  // namespace seqio
 }  // namespace tevo

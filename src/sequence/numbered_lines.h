@@ -19,5 +19,9 @@ struct Line {
 // exits with status 1.
 std::vector<Line> read_lines(const std::string& file);
 
+// "-- Error: <text>" in red, then exit status 1: the end of every input error
+// of the alignment code.
+[[noreturn]] void fail(const std::string& text);
+
 }  // namespace seqio
 }  // namespace tevo

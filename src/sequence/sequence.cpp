@@ -19,14 +19,7 @@
 
 namespace tevo {
 
-namespace {
-
-[[noreturn]] void fail(const std::string& text) {
-  print_info(text, 9);
-  std::exit(1);
-}
-
-}  // namespace
+using seqio::fail;
 
 std::string get_file_name(const std::string& path) {
   const std::size_t slash = path.find_last_of("/\\");

@@ -88,6 +88,9 @@ class LSequence {
   static T plm_negative_log_posterior(int n, const T* x, T* g, void* data);
   void sequence_potential_write();
   void calc_evolutionary_couplings(std::string name, bool chart, bool report);
+  // Communities from eigenvectors 2 and 4 of `coupling` (sets threshold to
+  // 0.05); report: append the record blocks. Fewer than 4 selected sites or
+  // no scores: a warning and nothing else. See docs/communities.md.
   void calc_residue_communities(std::string pdb, bool report);
 
   void get_aa_idx_in_pdb();
@@ -100,6 +103,9 @@ class LSequence {
   // Label and residue number of each site of the coupling fit (site_list).
   std::vector<std::string> selected_site_labels() const;
   std::vector<int> selected_residue_numbers() const;
+  // Replaces `coupling` by a copy of m ([L][L]) owned by this object and
+  // freed with the others; for callers that have scores from elsewhere.
+  void set_coupling_matrix(const T* const* m, int L);
 
   // ---- Fields (public, read by the commands and tests) ----
   std::string jobname;   // job directory prefix
@@ -174,6 +180,11 @@ class LSequence {
   void pack_trimmed();
   int need_sites(T theta) const;
 };
+
+// Numbers separated by commas or blanks ("#" lines skipped), in reading
+// order: the parameter file of the coupling fit.
+template <typename T>
+std::vector<T> read_eca_matrix_from_file(const std::string& file);
 
 extern template class LSequence<float>;
 extern template class LSequence<double>;

@@ -2,6 +2,8 @@
 #include "sequence/sequence_charts.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
 
 #include "protein/residues.h"  // AA_STR
 #include "report/gnuplot.h"
@@ -29,6 +31,30 @@ namespace {
 std::string file_part(const std::string& path) {
   const std::size_t slash = path.find_last_of('/');
   return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// Layout of a square site-by-site chart: room for the residue labels, a
+// plot side growing with the sites, labels turned upright when crowded.
+std::vector<int> square_layout(int n) {
+  const int side = std::max(360, std::min(12 * n, 1600));
+  return {20, 90, 60, 70, side, side, n > 30 ? -90 : 0};
+}
+
+// Heat map with the colour legend "Weak" to "Strong" and the chord view of
+// the same matrix (<stem>.html, <chord_stem>.html).
+template <typename T>
+void heatmap_and_chord(Javas<T>& heat, const std::string& chord_stem, T** m, int n,
+                       const std::vector<std::string>& labels) {
+  heat.set_param(n, n, square_layout(n));
+  heat.set_labels(labels, labels);
+  heat.set_legend("Weak", "Strong");
+  heat.plotting("heatmap", m, {"", "Amino acid", "Amino acid"});
+  Javas<T> chord("", "");
+  chord.set_file_name(chord_stem);
+  chord.set_param(n, n, square_layout(n));
+  chord.set_labels(labels, labels);
+  chord.set_legend("Weak", "Strong");
+  chord.plotting("chord", m, {"", "Amino acid", "Amino acid"});
 }
 
 }  // namespace
@@ -107,6 +133,67 @@ void chart_sequence_similarity(const std::string& base, T** table) {
               "set colorbox user origin 0.908, 0.1 size 0.03, 0.25 noborder;\n");
 }
 
+template <typename T>
+void chart_evolutionary_couplings(const std::string& base, T** coupling, int L,
+                                  const std::vector<std::string>& labels) {
+  if (coupling == nullptr || L <= 0) return;
+  // Json is a Javas page that also leaves its data as <base>.json.
+  Json<T> js("", "");
+  js.set_file_name(base);
+  heatmap_and_chord<T>(js, base + "_chord", coupling, L, labels);
+
+  Pyplot<T> py("", "");
+  py.set_file_name(base);
+  py.set_labels(labels, labels);
+  py.heatmap(coupling, L, L, "Amino acid", "Amino acid");
+  Rscript<T> r("", "");
+  r.set_file_name(base);
+  r.set_labels(labels, labels);
+  r.heatmap(coupling, L, L, "Amino acid", "Amino acid");  // scale: the matrix's min to max
+
+  // gnuplot centres a signed matrix on 0 by itself; the scale is set to the
+  // matrix's own range instead (left alone when it is a single value).
+  double lo = INFINITY, hi = -INFINITY;
+  for (int i = 0; i < L; ++i)
+    for (int j = 0; j < L; ++j)
+      if (std::isfinite(static_cast<double>(coupling[i][j]))) {
+        lo = std::min(lo, static_cast<double>(coupling[i][j]));
+        hi = std::max(hi, static_cast<double>(coupling[i][j]));
+      }
+  std::string range;
+  if (lo < hi) {
+    char line[96];
+    std::snprintf(line, sizeof line, "set cbrange [%.17g:%.17g];\n", lo, hi);
+    range = line;
+  }
+  Gnuplot<T> gp("", "");
+  gp.set_file_name(base);
+  gp.set_labels(labels, labels);
+  gp.plotting("heatmap", coupling, L, L, "Amino acid", "Amino acid", {}, {}, range);
+}
+
+template <typename T>
+void chart_residue_communities(const std::string& base, T** p, T** csum, int n,
+                               const std::vector<std::string>& labels) {
+  if (n <= 0) return;
+  Javas<T> heat("", "");
+  heat.set_file_name(base + "_mtx");
+  heatmap_and_chord<T>(heat, base + "_chord", p, n, labels);
+  Javas<T> bars("", "");
+  bars.set_file_name(base + "_mtx_csum");
+  bars.set_param(n, 2, {20, 70, 35, 60, std::max(600, 14 * n), 300, n > 30 ? -90 : 0});
+  bars.set_labels(labels, {});
+  bars.plotting("bar", csum, {"", "Amino acid", "Score (sum)"}, {}, {"false", ""});
+}
+
+template void chart_evolutionary_couplings<float>(const std::string&, float**, int,
+                                                  const std::vector<std::string>&);
+template void chart_evolutionary_couplings<double>(const std::string&, double**, int,
+                                                   const std::vector<std::string>&);
+template void chart_residue_communities<float>(const std::string&, float**, float**, int,
+                                               const std::vector<std::string>&);
+template void chart_residue_communities<double>(const std::string&, double**, double**, int,
+                                                const std::vector<std::string>&);
 template void chart_site_conservation<float>(const std::string&, float**, float**, int,
                                              const std::vector<std::string>&);
 template void chart_site_conservation<double>(const std::string&, double**, double**, int,

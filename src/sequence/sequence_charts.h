@@ -30,4 +30,19 @@ void chart_site_conservation(const std::string& prefix, T** conservation, T** en
 template <typename T>
 void chart_sequence_similarity(const std::string& base, T** table);
 
+// Pair scores of the coupling analysis ([L][L], rows and columns labelled):
+// <base>.json with <base>.html (heat map, colour legend "Weak" to "Strong"),
+// <base>_chord.html, <base>.py, <base>.R and <base>.gp, the scripts' colour
+// scale running from the matrix's minimum to its maximum.
+template <typename T>
+void chart_evolutionary_couplings(const std::string& base, T** coupling, int L,
+                                  const std::vector<std::string>& labels);
+
+// Residue communities: the normalised community matrix p ([n][n]) as
+// <base>_mtx.html (heat map) and <base>_chord.html, and the row sums
+// (csum [n][2]: index, sum) as bars in <base>_mtx_csum.html.
+template <typename T>
+void chart_residue_communities(const std::string& base, T** p, T** csum, int n,
+                               const std::vector<std::string>& labels);
+
 }  // namespace tevo

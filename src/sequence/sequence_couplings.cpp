@@ -3,12 +3,317 @@
 // file and the pair scores with the average product correction.
 #include <omp.h>
 
+#include <cerrno>
+#include <climits>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
+#include "optimizer/lbfgs.h"
+#include "protein/residues.h"  // aa_property_note
+#include "report/record.h"
+#include "sequence/numbered_lines.h"
 #include "sequence/potts.h"
 #include "sequence/sequence.h"
+#include "sequence/sequence_charts.h"
+#include "util/console.h"
+#include "util/files.h"
+#include "util/identity.h"
+#include "util/strings.h"
+#include "util/sysinfo.h"
 
 namespace tevo {
+
+using seqio::fail;
+
+namespace {
+
+template <typename T>
+T** new_square(int n) {
+  T** m = new T*[n > 0 ? n : 1];
+  for (int i = 0; i < n; ++i) m[i] = new T[n]();
+  return m;
+}
+
+template <typename T>
+void free_square(T**& m, int& rows) {
+  if (m != nullptr) {
+    for (int i = 0; i < rows; ++i) delete[] m[i];
+    delete[] m;
+  }
+  m = nullptr;
+  rows = 0;
+}
+
+// Bytes the fit of `sites` sites holds at its peak: the parameters, the pair
+// frequencies, and the solver's vectors (five of n and two rings of six).
+double fit_bytes(long sites, std::size_t real) {
+  return static_cast<double>(potts_num_params(sites)) * real * (1 + 1 + 5 + 2 * 6);
+}
+
+// Writes text to the open potential file, stopping cleanly on a full disk.
+void put(std::FILE* fp, const std::string& path, const char* text, std::size_t n) {
+  if (std::fwrite(text, 1, n, fp) != n) {
+    std::fclose(fp);
+    std::remove(path.c_str());
+    fail("cannot write out " + path + ": " + std::strerror(errno));
+  }
+}
+
+}  // namespace
+
+// Numbers separated by commas or blanks, in reading order; lines that begin
+// with "#" are notes. An unreadable file ends the run with the loaders'
+// message, text that is no number with its line.
+template <typename T>
+std::vector<T> read_eca_matrix_from_file(const std::string& file) {
+  LineReader lines;
+  if (!lines.open(file, false)) fail_to_load(file);
+  std::vector<T> values;
+  char *begin, *end;
+  while (lines.next(&begin, &end)) {
+    *end = '\0';
+    if (*begin == '#') continue;
+    char* p = begin;
+    while (p < end) {
+      while (p < end && (*p == ',' || *p == ' ' || *p == '\t' || *p == '\r')) ++p;
+      if (p == end) break;
+      char* stop = p;
+      const double v = std::strtod(p, &stop);
+      if (stop == p || (stop < end && *stop != ',' && *stop != ' ' && *stop != '\t' && *stop != '\r'))
+        fail(file + " line " + std::to_string(lines.line()) + ": \"" +
+             std::string(p, std::min<std::size_t>(20, static_cast<std::size_t>(end - p))) + "\" is not a number");
+      values.push_back(static_cast<T>(v));
+      p = stop;
+    }
+  }
+  return values;
+}
+
+template <typename T>
+void LSequence<T>::calc_couplings(std::string msa_file, bool communities, std::string pdb, std::string mat,
+                                  bool select_sites) {
+  sequence_trim(msa_file, "", false, false);
+  sequence_reweight(0.2, 1.0);
+  free_couplings();
+  num_of_site = num_of_trimmed_site;
+
+  // Site selection by the degree of conservation; the default threshold of
+  // -1 keeps every site.
+  if (select_sites) calc_site_conservation();
+  for (int i = 0; i < num_of_site; ++i)
+    if (!select_sites || site_conservation[i][1] > threshold) selected_sites.push_back(i);
+  const int sites = static_cast<int>(selected_sites.size());
+  for (int s = 0; s < num_of_trimmed_seq; ++s)  // selected_sites rises, so the copy can run in place
+    for (int k = 0; k < sites; ++k) trimmed_msa[s][k] = trimmed_msa[s][selected_sites[k]];
+  num_of_trimmed_site = sites;
+  packed_.clear();
+  if (sites == 0)
+    fail("no site of " + msa_file + " has a degree of conservation above the threshold " +
+         num2string(threshold, 3) + ": nothing to fit");
+
+  const double need_mb = fit_bytes(sites, sizeof(T)) / (1024.0 * 1024.0);
+  if (potts_num_params(sites) > INT_MAX || need_mb > Info::get_RAM_size())
+    fail("the coupling model of " + std::to_string(sites) + " sites needs about " +
+         std::to_string(static_cast<long>(need_mb)) + " MB, more than this machine has (" +
+         std::to_string(Info::get_RAM_size()) + " MB); select fewer sites with -threshold");
+
+  site_list = new int32_t[sites];
+  for (int k = 0; k < sites; ++k) site_list[k] = selected_sites[k];
+  num_of_pairs = static_cast<int>(potts_num_pairs(sites));
+  lambda_h = T(0.01);
+  lambda_j = T(100.0);
+  num_of_params = static_cast<int>(potts_num_params(sites));
+  params = new T[num_of_params]();
+
+  calc_aa_prob_from_msa();
+
+  if (!mat.empty()) {
+    const std::vector<T> loaded = read_eca_matrix_from_file<T>(mat);
+    if (static_cast<long>(loaded.size()) != num_of_params) {
+      print_info("I found different parameters between the loaded file", 11);
+      print_text("-- and that are generated from the MSA, but please don't worry.");
+      print_text("-- I will launch parameter optimzation from the MSA.");
+    } else {
+      std::copy(loaded.begin(), loaded.end(), params);
+    }
+  }
+
+  // Fields start at the log of the weighted counts, centred on each site.
+#pragma omp parallel for schedule(static)
+  for (int i = 0; i < sites; ++i) {
+    T mean = 0;
+    for (int a = 0; a < kPottsStates; ++a) {
+      T& h = params[static_cast<std::size_t>(a) * sites + i];
+      h = std::log(aa_freq[static_cast<std::size_t>(a) * sites + i] * effective_samples + T(1));
+      mean += h;
+    }
+    mean /= kPottsStates;
+    for (int a = 0; a < kPottsStates; ++a) params[static_cast<std::size_t>(a) * sites + i] -= mean;
+  }
+
+  optimize_coupling_parameters();
+  sequence_potential_write();
+  calc_evolutionary_couplings("", true, true);
+  if (communities) calc_residue_communities(pdb, true);
+}
+
+template <typename T>
+void LSequence<T>::calc_aa_prob_from_msa() {
+  print_info("Computing probabilities from the bioligical sequence alignment", 32, false);
+  const int sites = num_of_trimmed_site;
+  const long pairs = potts_num_pairs(sites);
+  delete[] aa_freq;
+  delete[] pair_freq;
+  aa_freq = new T[static_cast<std::size_t>(kPottsStates) * (sites > 0 ? sites : 1)]();
+  pair_freq = new T[static_cast<std::size_t>(kPottsBlock) * (pairs > 0 ? pairs : 1)]();
+  const T neff = effective_samples > 0 ? effective_samples : T(1);
+#pragma omp parallel
+  {
+#pragma omp single
+    for (int s = 0; s < num_of_trimmed_seq; ++s) {
+      const T w = weights[s] / neff;
+      for (int i = 0; i < sites; ++i) aa_freq[static_cast<std::size_t>(trimmed_msa[s][i]) * sites + i] += w;
+    }
+    // The implicit barrier of single ends the first table before the second.
+#pragma omp single
+    for (int s = 0; s < num_of_trimmed_seq; ++s) {
+      const T w = weights[s] / neff;
+      const int32_t* row = trimmed_msa[s];
+      for (int j = 1; j < sites; ++j) {
+        T* column = pair_freq + kPottsBlock * pair_index(0, j) + kPottsStates * row[j];
+        for (int i = 0; i < j; ++i) column[kPottsBlock * i + row[i]] += w;
+      }
+    }
+  }
+  print_text("done");
+}
+
+template <typename T>
+void LSequence<T>::optimize_coupling_parameters() {
+  LBFGS<T> solver(prefix + "_sequence_potential", num_of_params, max_iter, 6);
+  solver.epsilon = T(1e-5);  // init() below puts in its own working values
+  solver.ftol = T(1e-4);
+  solver.wolfe = T(0.9);
+  solver.init();
+  PottsData<T> data{trimmed_msa, weights, num_of_trimmed_seq, num_of_trimmed_site,
+                    num_of_pairs, lambda_h, lambda_j, effective_samples};
+  T value = 0;
+  solver.actuate(params, &value, &LSequence<T>::plm_negative_log_posterior, &data);
+  solver.finish();
+}
+
+template <typename T>
+void LSequence<T>::sequence_potential_write() {
+  const std::string path = prefix + "_sequence_potential.csv";
+  std::FILE* fp = std::fopen(path.c_str(), "w");
+  if (fp == nullptr) fail("cannot open " + path);
+  static char buffer[1 << 20];
+  std::setvbuf(fp, buffer, _IOFBF, sizeof(buffer));
+  const int sites = num_of_trimmed_site;
+  auto letter = [&](int k) {
+    const int site = site_list[k];
+    return site < static_cast<int>(ref_seq.size()) ? ref_seq[site] : '-';
+  };
+  std::string text = "# Evolutionary coupling poteintials\n# TEVANA (Tevo version 2.6.9) \n# Contact: ";
+  text += std::string(kContact) + ", " + kServer + "\n";
+  put(fp, path, text.data(), text.size());
+
+  char cell[64];
+  for (int k = 0; k < sites; ++k) {
+    int n = std::snprintf(cell, sizeof(cell), "# %c %i\n", letter(k), site_list[k] + 1);
+    put(fp, path, cell, n);
+    const bool passes =
+        site_conservation == nullptr || site_conservation[site_list[k]][1] > threshold;
+    for (int a = 0; a < kPottsStates; ++a) {
+      n = passes ? std::snprintf(cell, sizeof(cell), "%g", static_cast<double>(params[a * sites + k]))
+                 : std::snprintf(cell, sizeof(cell), "%1f", 0.0);
+      put(fp, path, cell, n);
+      put(fp, path, a + 1 < kPottsStates ? " " : "\n", 1);
+    }
+  }
+  // Headers run over the pairs with the first site outermost while blocks
+  // follow their storage order; from four sites on they name other pairs.
+  int head_i = 0, head_j = 1;
+  for (long p = 0; p < num_of_pairs; ++p) {
+    int n = std::snprintf(cell, sizeof(cell), "## %c %i %c %i\n", letter(head_i), site_list[head_i] + 1,
+                          letter(head_j), site_list[head_j] + 1);
+    put(fp, path, cell, n);
+    if (++head_j == sites) head_j = ++head_i + 1;
+    const T* block = params + kPottsStates * static_cast<std::size_t>(sites) + kPottsBlock * p;
+    for (int b = 0; b < kPottsStates; ++b)
+      for (int a = 0; a < kPottsStates; ++a) {
+        const double v = block[kPottsStates * b + a];
+        n = v != 0 ? std::snprintf(cell, sizeof(cell), "%.20e", v) : std::snprintf(cell, sizeof(cell), "%.f", v);
+        put(fp, path, cell, n);
+        put(fp, path, a + 1 < kPottsStates ? " " : "\n", 1);
+      }
+  }
+  if (std::fclose(fp) != 0) {
+    std::remove(path.c_str());
+    fail("cannot write out " + path);
+  }
+  print_text("The evolutionary coupling potential can be found at:");
+  print_text(path);
+}
+
+template <typename T>
+void LSequence<T>::calc_evolutionary_couplings(std::string, bool chart, bool report) {
+  const int sites = num_of_trimmed_site;
+  free_square(coupling, coupling_sites_);
+  free_square(coupling_full, full_sites_);
+  coupling = new_square<T>(sites);
+  coupling_sites_ = sites;
+
+  // Frobenius norm of each pair block, gap states included.
+  const T* couplings = params + kPottsStates * static_cast<std::size_t>(sites);
+#pragma omp parallel for schedule(dynamic, 8)
+  for (int j = 1; j < sites; ++j)
+    for (int i = 0; i < j; ++i) {
+      const T* block = couplings + kPottsBlock * pair_index(i, j);
+      T sum = 0;
+      for (int k = 0; k < kPottsBlock; ++k) sum += block[k] * block[k];
+      coupling[i][j] = coupling[j][i] = std::sqrt(sum);
+    }
+
+  // Average product correction; without pairs, or with all scores 0, there
+  // is no background to remove.
+  if (num_of_pairs > 0) {
+    std::vector<T> row_mean(sites, 0);
+    T total = 0;
+    for (int i = 0; i < sites; ++i) {
+      for (int j = 0; j < sites; ++j) row_mean[i] += coupling[i][j];
+      total += row_mean[i];
+      row_mean[i] /= sites - 1;
+    }
+    const T mean = total / 2 / num_of_pairs;
+    if (mean > 0) {
+#pragma omp parallel for schedule(static)
+      for (int i = 0; i < sites; ++i)
+        for (int j = 0; j < sites; ++j)
+          if (i != j) coupling[i][j] -= row_mean[i] * row_mean[j] / mean;
+    }
+  }
+
+  coupling_full = new_square<T>(num_of_site);
+  full_sites_ = num_of_site;
+#pragma omp parallel for schedule(static)
+  for (int i = 0; i < sites; ++i)
+    for (int j = 0; j < sites; ++j) coupling_full[site_list[i]][site_list[j]] = coupling[i][j];
+
+  const std::string base = prefix + "_" + "amino_acid_coupling";
+  const std::vector<std::string> labels = selected_site_labels();
+  std::vector<std::string> header = labels;
+  header.insert(header.begin(), "Coupling");
+  write_matrix_w_index<T>(base, coupling, sites, sites, header, labels);
+  if (report)
+    append_record_block(prefix + ".log", "1-1-1-0", "Evolutionary couplings of amino acids ",
+                        std::string("Inferred evolutionary couplings between pairwise amino acids. ") +
+                            aa_property_note,
+                        base);
+  if (chart) chart_evolutionary_couplings(base, coupling, sites, labels);
+}
 
 template <typename T>
 std::vector<std::string> LSequence<T>::selected_site_labels() const {
@@ -39,5 +344,17 @@ template std::vector<std::string> LSequence<float>::selected_site_labels() const
 template std::vector<std::string> LSequence<double>::selected_site_labels() const;
 template std::vector<int> LSequence<float>::selected_residue_numbers() const;
 template std::vector<int> LSequence<double>::selected_residue_numbers() const;
+template std::vector<float> read_eca_matrix_from_file<float>(const std::string&);
+template std::vector<double> read_eca_matrix_from_file<double>(const std::string&);
+template void LSequence<float>::calc_couplings(std::string, bool, std::string, std::string, bool);
+template void LSequence<double>::calc_couplings(std::string, bool, std::string, std::string, bool);
+template void LSequence<float>::calc_aa_prob_from_msa();
+template void LSequence<double>::calc_aa_prob_from_msa();
+template void LSequence<float>::optimize_coupling_parameters();
+template void LSequence<double>::optimize_coupling_parameters();
+template void LSequence<float>::sequence_potential_write();
+template void LSequence<double>::sequence_potential_write();
+template void LSequence<float>::calc_evolutionary_couplings(std::string, bool, bool);
+template void LSequence<double>::calc_evolutionary_couplings(std::string, bool, bool);
 
 }  // namespace tevo

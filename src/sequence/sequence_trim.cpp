@@ -18,14 +18,7 @@
 
 namespace tevo {
 
-namespace {
-
-[[noreturn]] void fail(const std::string& text) {
-  print_info(text, 9);
-  std::exit(1);
-}
-
-}  // namespace
+using seqio::fail;
 
 template <typename T>
 void LSequence<T>::sequence_trim(std::string msa_file, std::string pdb, bool report, bool) {

@@ -1,0 +1,377 @@
+// The coupling fit: parameter layout, the objective against a direct
+// evaluation and central differences, thread independence, the pair scores
+// with their correction, the potential file and its reuse through -mat, and
+// recovery of couplings planted in a sampled alignment.
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <set>
+#include <sstream>
+#include <vector>
+
+#include "sequence/potts.h"
+#include "sequence/sequence_fixtures.h"
+
+using tevo::coupling_index;
+using tevo::kPottsBlock;
+using tevo::kPottsStates;
+using tevo::pair_index;
+using tevo::PottsData;
+
+namespace {
+
+// Residue states of a random alignment with random positive weights.
+struct States {
+  int n = 0, sites = 0;
+  std::vector<int32_t> cells;
+  std::vector<int32_t*> rows;
+  std::vector<double> weights;
+
+  States(int n_, int sites_, unsigned seed) : n(n_), sites(sites_), cells(n_ * sites_), rows(n_), weights(n_) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int> state(0, 20);
+    std::uniform_real_distribution<double> w(0.2, 1.0);
+    for (int s = 0; s < n; ++s) {
+      rows[s] = cells.data() + s * sites;
+      for (int i = 0; i < sites; ++i) rows[s][i] = state(rng);
+      weights[s] = w(rng);
+    }
+  }
+  PottsData<double> data() const {
+    PottsData<double> d;
+    d.msa = rows.data();
+    d.weights = weights.data();
+    d.num_of_seq = n;
+    d.num_of_site = sites;
+    d.num_of_pairs = tevo::potts_num_pairs(sites);
+    d.effective_samples = n;
+    return d;
+  }
+};
+
+std::vector<double> random_params(int sites, unsigned seed, double scale) {
+  std::mt19937 rng(seed);
+  std::normal_distribution<double> normal(0, scale);
+  std::vector<double> x(tevo::potts_num_params(sites));
+  for (double& v : x) v = normal(rng);
+  return x;
+}
+
+// The objective written straight from its definition, with the couplings
+// looked up through coupling_index.
+double direct_objective(const States& a, const std::vector<double>& x, double lambda_h, double lambda_j) {
+  const int L = a.sites;
+  auto J = [&](int i, int si, int j, int sj) {
+    return i < j ? x[coupling_index(L, i, j, si, sj)] : x[coupling_index(L, j, i, sj, si)];
+  };
+  double value = 0;
+  for (int s = 0; s < a.n; ++s)
+    for (int i = 0; i < L; ++i) {
+      double logit[21], z = 0;
+      for (int q = 0; q < 21; ++q) {
+        logit[q] = x[q * L + i];
+        for (int j = 0; j < L; ++j)
+          if (j != i) logit[q] += J(i, q, j, a.rows[s][j]);
+        z += std::exp(logit[q]);
+      }
+      value -= a.weights[s] * (logit[a.rows[s][i]] - std::log(z));
+    }
+  for (std::size_t k = 0; k < x.size(); ++k) value += (k < 21u * L ? lambda_h : lambda_j) * x[k] * x[k];
+  return value;
+}
+
+double objective(const PottsData<double>& d, const std::vector<double>& x, std::vector<double>& g) {
+  g.assign(x.size(), 0);
+  PottsData<double> copy = d;
+  return LSequence<double>::plm_negative_log_posterior(static_cast<int>(x.size()), x.data(), g.data(), &copy);
+}
+
+// Samples n sequences of a Potts model by Gibbs sweeps from independent
+// random starts: weak random fields, rare gaps, and on each planted pair a
+// strong reward for one matching partner state per state.
+std::string planted_alignment(int n, int sites, const std::vector<std::pair<int, int>>& planted, unsigned seed) {
+  std::mt19937 rng(seed);
+  std::normal_distribution<double> normal(0, 0.3);
+  std::vector<double> h(sites * 21);
+  for (int i = 0; i < sites; ++i)
+    for (int a = 0; a < 21; ++a) h[i * 21 + a] = a == 0 ? -3.0 : normal(rng);
+  std::vector<int> partner(20);
+  for (int a = 0; a < 20; ++a) partner[a] = a + 1;
+  std::shuffle(partner.begin(), partner.end(), rng);  // partner[a - 1]: the state rewarded at j for a at i
+  std::vector<int> inverse(21, 0);
+  for (int a = 1; a <= 20; ++a) inverse[partner[a - 1]] = a;
+  const double strength = 2.5;
+  std::uniform_int_distribution<int> state(1, 20);
+  std::uniform_real_distribution<double> u(0, 1);
+  std::string text;
+  std::vector<int> seq(sites);
+  for (int s = 0; s < n; ++s) {
+    for (int& v : seq) v = state(rng);
+    for (int sweep = 0; sweep < 30; ++sweep)
+      for (int i = 0; i < sites; ++i) {
+        double p[21], z = 0;
+        for (int a = 0; a < 21; ++a) {
+          double logit = h[i * 21 + a];
+          for (const auto& [x, y] : planted) {
+            if (x == i && a > 0 && seq[y] == partner[a - 1]) logit += strength;
+            if (y == i && a > 0 && inverse[a] > 0 && seq[x] == inverse[a]) logit += strength;
+          }
+          z += p[a] = std::exp(logit);
+        }
+        double r = u(rng) * z;
+        int a = 0;
+        while (a < 20 && (r -= p[a]) > 0) ++a;
+        seq[i] = a;
+      }
+    text += ">s" + std::to_string(s) + "\n";
+    for (int i = 0; i < sites; ++i) text += kAlphabet[s == 0 && seq[i] == 0 ? 1 : seq[i]];
+    text += "\n";
+  }
+  return text;
+}
+
+// Pairs (i < j) ordered by descending score.
+std::vector<std::pair<int, int>> ranked_pairs(double** score, int sites) {
+  std::vector<std::pair<int, int>> pairs;
+  for (int j = 1; j < sites; ++j)
+    for (int i = 0; i < j; ++i) pairs.push_back({i, j});
+  std::stable_sort(pairs.begin(), pairs.end(), [&](const auto& p, const auto& q) {
+    return score[p.first][p.second] > score[q.first][q.second];
+  });
+  return pairs;
+}
+
+}  // namespace
+
+TEST(PottsLayout, PairBlocksAndCouplingsTileTheVector) {
+  const int L = 7;
+  long expected = 0;
+  for (int j = 1; j < L; ++j)
+    for (int i = 0; i < j; ++i) EXPECT_EQ(pair_index(i, j), expected++);
+  EXPECT_EQ(tevo::potts_num_pairs(L), expected);
+  std::vector<int> hits(tevo::potts_num_params(L), 0);
+  for (int j = 1; j < L; ++j)
+    for (int i = 0; i < j; ++i)
+      for (int a = 0; a < 21; ++a)
+        for (int b = 0; b < 21; ++b) ++hits[coupling_index(L, i, j, a, b)];
+  EXPECT_EQ(std::count(hits.begin(), hits.begin() + 21 * L, 0), 21 * L);  // the fields come first
+  EXPECT_TRUE(std::all_of(hits.begin() + 21 * L, hits.end(), [](int h) { return h == 1; }));
+  EXPECT_EQ(coupling_index(L, 0, 1, 1, 0) - coupling_index(L, 0, 1, 0, 0), 1);  // lower site contiguous
+}
+
+TEST(PlmObjective, MatchesDirectFormAndCentralDifferences) {
+  const States a(9, 5, 11);
+  const PottsData<double> d = a.data();
+  std::vector<double> x = random_params(5, 12, 0.3), g;
+  const double value = objective(d, x, g);
+  EXPECT_NEAR(value, direct_objective(a, x, 0.01, 100.0), 1e-9 * std::fabs(value));
+
+  // Every coordinate of a field and of two pair blocks, against central
+  // differences; step 1e-5 keeps truncation and rounding both near 1e-10.
+  std::vector<long> coords;
+  for (long k = 0; k < 21 * 5; ++k) coords.push_back(k);
+  for (int b = 0; b < 21; ++b)
+    for (int q = 0; q < 21; ++q) {
+      coords.push_back(coupling_index(5, 0, 1, q, b));
+      coords.push_back(coupling_index(5, 2, 4, q, b));
+    }
+  std::vector<double> scratch;
+  double worst = 0;
+  for (long k : coords) {
+    const double keep = x[k], h = 1e-5;
+    x[k] = keep + h;
+    const double up = objective(d, x, scratch);
+    x[k] = keep - h;
+    const double down = objective(d, x, scratch);
+    x[k] = keep;
+    const double numeric = (up - down) / (2 * h);
+    worst = std::max(worst, std::fabs(numeric - g[k]) / std::max(1.0, std::fabs(g[k])));
+  }
+  EXPECT_LT(worst, 1e-5);
+
+  // Single precision follows the same formula.
+  std::vector<float> xf(x.begin(), x.end()), gf(x.size());
+  std::vector<float> wf(a.weights.begin(), a.weights.end());
+  PottsData<float> df;
+  df.msa = a.rows.data();
+  df.weights = wf.data();
+  df.num_of_seq = a.n;
+  df.num_of_site = a.sites;
+  df.num_of_pairs = d.num_of_pairs;
+  const float vf = LSequence<float>::plm_negative_log_posterior(static_cast<int>(xf.size()), xf.data(), gf.data(), &df);
+  EXPECT_NEAR(vf, value, 1e-4 * value);  // float rounding over a few hundred terms
+}
+
+TEST(PlmObjective, SameResultOnAnyThreadCountAndFieldsOnlyBelowTwoSites) {
+  const States a(60, 24, 21);
+  const std::vector<double> x = random_params(24, 22, 0.1);
+  std::vector<double> g1, g2;
+  const int threads = omp_get_max_threads();
+  omp_set_num_threads(1);
+  const double v1 = objective(a.data(), x, g1);
+  omp_set_num_threads(2);
+  const double v2 = objective(a.data(), x, g2);
+  omp_set_num_threads(threads);
+  EXPECT_EQ(v1, v2);
+  EXPECT_TRUE(g1 == g2);
+
+  const States one(4, 1, 3);
+  const std::vector<double> h = random_params(1, 4, 1.0);
+  std::vector<double> g;
+  double penalty = 0;
+  for (double v : h) penalty += 0.01 * v * v;
+  EXPECT_DOUBLE_EQ(objective(one.data(), h, g), penalty);
+  for (std::size_t k = 0; k < h.size(); ++k) EXPECT_DOUBLE_EQ(g[k], 0.02 * h[k]);
+}
+
+TEST(EvolutionaryCouplings, FrobeniusNormsWithAverageProductCorrection) {
+  ASSERT_TRUE(kNoPlotTools);
+  TempDir dir;
+  LSequence<double> seq(dir.path(), "apc", 0);
+  seq.num_of_site = 5;
+  seq.num_of_trimmed_site = 3;
+  seq.site_list = new int32_t[3]{0, 2, 3};
+  seq.trimmed_ref_seq = seq.ref_seq = "ACDEF";
+  seq.num_of_pairs = 3;
+  seq.num_of_params = static_cast<int>(tevo::potts_num_params(3));
+  seq.params = new double[seq.num_of_params]();
+  // Blocks of norm 3, 4 and 5, spread over two entries each, gap states included.
+  seq.params[coupling_index(3, 0, 1, 0, 0)] = 3;
+  seq.params[coupling_index(3, 0, 2, 4, 7)] = 4;
+  seq.params[coupling_index(3, 1, 2, 20, 0)] = 3;
+  seq.params[coupling_index(3, 1, 2, 1, 1)] = 4;
+  captured_stdout([&] { seq.calc_evolutionary_couplings("", true, true); });
+  // Row means 3.5, 4 and 4.5, overall mean 4.
+  EXPECT_DOUBLE_EQ(seq.coupling[0][1], 3 - 3.5 * 4 / 4);
+  EXPECT_DOUBLE_EQ(seq.coupling[0][2], 4 - 3.5 * 4.5 / 4);
+  EXPECT_DOUBLE_EQ(seq.coupling[2][1], 5 - 4 * 4.5 / 4);
+  EXPECT_EQ(seq.coupling[1][1], 0);
+  EXPECT_DOUBLE_EQ(seq.coupling_full[2][3], seq.coupling[1][2]);
+  EXPECT_EQ(seq.coupling_full[1][2], 0);  // site 1 was not selected
+  const std::string table = dir.read("apc_amino_acid_coupling.csv");
+  EXPECT_EQ(table.substr(0, table.find('\n')), "Coupling,A1,D3,E4");
+  EXPECT_NE(dir.read("apc.log").find("Evolutionary couplings of amino acids"), std::string::npos);
+}
+
+TEST(Couplings, PotentialFileLayoutAndRestartFromIt) {
+  ASSERT_TRUE(kNoPlotTools);
+  TempDir dir;
+  const std::string msa = dir.write("four.fasta", random_alignment(30, 4, 5, 0.6, 0.05));
+  LSequence<double> seq(dir.path(), "pot", 0);
+  seq.init("");
+  seq.set_max_iter(5);
+  seq.set_threshold(-1);
+  const std::string first = captured_stdout([&] { seq.calc_couplings(msa, false, "", "", true); });
+  ASSERT_EQ(seq.num_of_trimmed_site, 4);
+  ASSERT_EQ(seq.num_of_params, 21 * 4 + 441 * 6);
+  EXPECT_NE(first.find("The evolutionary coupling potential can be found at:"), std::string::npos);
+
+  std::istringstream in(dir.read("pot_sequence_potential.csv"));
+  std::string line;
+  std::getline(in, line);
+  EXPECT_EQ(line, "# Evolutionary coupling poteintials");
+  std::getline(in, line);
+  EXPECT_EQ(line, "# TEVANA (Tevo version 2.6.9) ");
+  std::getline(in, line);
+  EXPECT_EQ(line.substr(0, 2), "# ");
+  for (int k = 0; k < 4; ++k) {
+    std::getline(in, line);
+    EXPECT_EQ(line, std::string("# ") + seq.ref_seq[k] + " " + std::to_string(k + 1));
+    std::getline(in, line);
+    std::istringstream values(line);
+    double v;
+    int count = 0;
+    while (values >> v) EXPECT_NEAR(v, seq.params[count++ * 4 + k], 1e-5 * std::max(1.0, std::fabs(v)));
+    EXPECT_EQ(count, 21);
+  }
+  // Headers go 1-2, 1-3, 1-4, 2-3, ... while the blocks go 1-2, 1-3, 2-3, 1-4, ...
+  const std::vector<std::pair<int, int>> headers = {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}};
+  for (int p = 0; p < 6; ++p) {
+    std::getline(in, line);
+    const auto [i, j] = headers[p];
+    EXPECT_EQ(line, std::string("## ") + seq.ref_seq[i] + " " + std::to_string(i + 1) + " " + seq.ref_seq[j] +
+                        " " + std::to_string(j + 1));
+    for (int b = 0; b < 21; ++b) {
+      std::getline(in, line);
+      std::istringstream values(line);
+      std::string cell;
+      for (int a = 0; a < 21; ++a) {
+        values >> cell;
+        const double stored = seq.params[21 * 4 + 441 * p + 21 * b + a];
+        if (stored == 0) EXPECT_EQ(cell, "0");
+        else EXPECT_EQ(std::stod(cell), stored);  // "%.20e" keeps every bit
+      }
+    }
+  }
+  EXPECT_FALSE(std::getline(in, line));
+
+  // The file itself restarts a fit: its couplings are read back exactly.
+  const std::vector<double> fitted(seq.params, seq.params + seq.num_of_params);
+  const std::vector<double> loaded = tevo::read_eca_matrix_from_file<double>(dir.path() + "pot_sequence_potential.csv");
+  ASSERT_EQ(loaded.size(), fitted.size());
+  EXPECT_TRUE(std::equal(loaded.begin() + 84, loaded.end(), fitted.begin() + 84));
+  LSequence<double> again(dir.path(), "again", 0);
+  again.init("");
+  again.set_max_iter(1);
+  again.set_threshold(-1);
+  const std::string restart = captured_stdout(
+      [&] { again.calc_couplings(msa, false, "", dir.path() + "pot_sequence_potential.csv", true); });
+  EXPECT_EQ(restart.find("I found different parameters"), std::string::npos);
+  auto initial_loss = [](const std::string& out) {
+    const std::size_t at = out.find("initial loss ");
+    return std::stod(out.substr(at + 13));
+  };
+  EXPECT_LT(initial_loss(restart), initial_loss(first));  // it starts from fitted couplings
+
+  // A file of another size is a warning, and the fit starts from zero couplings.
+  const std::string wrong = dir.write("wrong.csv", "0.5,0.25\n0.125\n");
+  LSequence<double> other(dir.path(), "other", 0);
+  other.init("");
+  other.set_max_iter(1);
+  other.set_threshold(-1);
+  const std::string warned = captured_stdout([&] { other.calc_couplings(msa, false, "", wrong, true); });
+  EXPECT_NE(warned.find("I found different parameters between the loaded file"), std::string::npos);
+  EXPECT_NE(warned.find("-- and that are generated from the MSA, but please don't worry."), std::string::npos);
+  EXPECT_NE(warned.find("-- I will launch parameter optimzation from the MSA."), std::string::npos);
+  EXPECT_DOUBLE_EQ(initial_loss(warned), initial_loss(first));
+}
+
+TEST(CouplingsDeathTest, NothingSelectedAndUnreadableParameters) {
+  TempDir dir;
+  const std::string msa = dir.write("a.fasta", random_alignment(20, 6, 3, 0.5, 0.0));
+  EXPECT_FAILS_WITH(
+      {
+        LSequence<double> seq(dir.path(), "none", 0);
+        seq.init("");
+        seq.set_threshold(1e9);
+        seq.calc_couplings(msa, false, "", "", true);
+      },
+      "Error: no site of .* has a degree of conservation above the threshold");
+  const std::string bad = dir.write("bad.csv", "0.1,0.2\n0.3,abc\n");
+  EXPECT_FAILS_WITH(tevo::read_eca_matrix_from_file<double>(bad), "Error: .*bad.csv line 2: \"abc\" is not a number");
+  EXPECT_FAILS_WITH(tevo::read_eca_matrix_from_file<double>(dir.path() + "missing.csv"),
+                    "Error: I cannot load data from: <.*missing.csv>");
+}
+
+TEST(Couplings, PlantedPairsRankFirst) {
+  ASSERT_TRUE(kNoPlotTools);
+  TempDir dir;
+  const std::vector<std::pair<int, int>> planted = {{0, 10}, {3, 25}, {7, 8}, {15, 39}, {20, 30}};
+  const std::string msa = dir.write("planted.fasta", planted_alignment(600, 40, planted, 2024));
+  LSequence<double> seq(dir.path(), "planted", 0);
+  seq.init("");
+  seq.set_max_iter(40);
+  seq.set_threshold(-1);
+  captured_stdout([&] { seq.calc_couplings(msa, false, "", "", true); });
+  ASSERT_EQ(seq.num_of_trimmed_site, 40);
+  const auto ranked = ranked_pairs(seq.coupling, 40);
+  const std::set<std::pair<int, int>> top(ranked.begin(), ranked.begin() + planted.size());
+  EXPECT_EQ(top, (std::set<std::pair<int, int>>(planted.begin(), planted.end())));
+  // The next pair scores far below the weakest planted one.
+  const double weakest = seq.coupling[ranked[planted.size() - 1].first][ranked[planted.size() - 1].second];
+  const double next = seq.coupling[ranked[planted.size()].first][ranked[planted.size()].second];
+  EXPECT_GT(weakest, 3 * std::max(next, 1e-3)) << weakest << " " << next;
+}

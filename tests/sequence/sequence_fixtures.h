@@ -1,0 +1,112 @@
+// Fixtures of the alignment tests: a temporary directory that is removed
+// also after exit(1), reproducible alignments, quiet trimming and the
+// exit-with-message check.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "sequence/sequence.h"
+#include "util/capture.h"
+
+using tevo::LSequence;
+
+namespace {
+
+// Directories still to remove when a death-test child ends through exit(1),
+// which skips the destructors.
+inline std::vector<std::string>& pending_dirs() {
+  static auto* dirs = new std::vector<std::string>;  // outlives the exit handlers
+  return *dirs;
+}
+
+inline void remove_pending_dirs() {
+  for (const std::string& d : pending_dirs()) std::filesystem::remove_all(d);
+}
+
+class TempDir {
+ public:
+  TempDir() {
+    char pattern[] = "/tmp/tevo_seq_XXXXXX";
+    path_ = mkdtemp(pattern);
+    path_ += "/";
+    static const bool registered = std::atexit(remove_pending_dirs) == 0;
+    (void)registered;
+    pending_dirs().push_back(path_);
+  }
+  ~TempDir() { std::filesystem::remove_all(path_); }
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(path_ + name, std::ios::binary) << text;
+    return path_ + name;
+  }
+  std::string read(const std::string& name) const {
+    std::ifstream in(path_ + name, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+  }
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+const std::string kAlphabet = "-ARNDCQEGHILKMFPSTWYV";
+
+// The charts run gnuplot and python when they are on PATH; these tests check
+// the numbers, so the plotting tools are kept out (the end-to-end tests run them).
+const bool kNoPlotTools = setenv("PATH", "/nonexistent", 1) == 0;
+
+// A reproducible alignment: mutated and gapped copies of a random reference.
+inline std::string random_alignment(int n, int sites, unsigned seed, double mutate, double gap) {
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<double> u(0, 1);
+  std::uniform_int_distribution<int> letter(1, 20);
+  std::string ref(sites, 'A');
+  for (char& c : ref) c = kAlphabet[letter(rng)];
+  std::string text;
+  for (int i = 0; i < n; ++i) {
+    std::string s = ref;
+    if (i > 0)
+      for (char& c : s) {
+        const double r = u(rng);
+        if (r < gap) c = '-';
+        else if (r < gap + mutate) c = kAlphabet[letter(rng)];
+      }
+    text += ">s" + std::to_string(i) + "\n" + s + "\n";
+  }
+  return text;
+}
+
+// Trims `text` with the given bounds into a fresh object in `dir`.
+inline void trim(LSequence<double>& seq, const TempDir& dir, const std::string& text, double gap_frac = 1.0,
+          double site_gap_frac = 1.0, bool quiet = true) {
+  const std::string file = dir.write("in.fasta", text);
+  seq.init("");
+  seq.set_gap_frac(gap_frac);
+  seq.set_site_gap_frac(site_gap_frac);
+  if (quiet)
+    captured_stdout([&] { seq.sequence_trim(file, "", false, false); });
+  else
+    seq.sequence_trim(file, "", false, false);
+}
+
+// Runs `body` in a child whose standard output goes to standard error, so that
+// EXPECT_EXIT can match the printed message.
+// The child is a fresh run of the test binary ("threadsafe"): a plain fork
+// of a process whose OpenMP team is alive can hang in the next parallel region.
+#define EXPECT_FAILS_WITH(body, message)                                   \
+  do {                                                                     \
+    GTEST_FLAG_SET(death_test_style, "threadsafe");                        \
+    EXPECT_EXIT(({ dup2(2, 1); body; }), ::testing::ExitedWithCode(1), message); \
+  } while (0)
+
+}  // namespace
