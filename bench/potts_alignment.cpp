@@ -2,8 +2,11 @@
 // sampling: weak random fields, a modest gap field, and a few strongly coupled
 // site pairs (each favours one random pairing of the 20 residues).
 //
-// Usage: potts_alignment <out.fasta> <sequences> <sites> <seed>
+// Usage: potts_alignment <out.fasta> <sequences> <sites> <seed> [near copies]
 // Writes <out.fasta> and <out.fasta>.pairs (the planted pairs, 1-based).
+// With a fraction f of near copies, each sequence after the first is, with
+// probability f, the previous one with 5% of its sites redrawn: clusters of
+// close relatives, so that reweighting gives weights below 1.
 // States: 0 is '-', 1..20 the letters "ARNDCQEGHILKMFPSTWYV" in this order.
 // The first sequence has no gap, so every site survives the projection on it.
 #include <algorithm>
@@ -25,6 +28,7 @@ constexpr int kThin = 10;          // sweeps between two samples
 constexpr double kFieldSd = 0.5;   // spread of the residue fields
 constexpr double kGapField = -0.5; // about 2.5% gaps at an unpaired site
 constexpr double kStrength = 2.0;  // planted coupling of a favoured residue pair
+constexpr double kRedrawn = 0.05;  // sites redrawn in a near copy
 
 struct Rng {
   std::mt19937_64 mt;
@@ -75,13 +79,14 @@ void sweep(const Model& m, Rng& rng, std::vector<int>& x) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 5) {
-    std::fprintf(stderr, "usage: %s <out.fasta> <sequences> <sites> <seed>\n", argv[0]);
+  if (argc != 5 && argc != 6) {
+    std::fprintf(stderr, "usage: %s <out.fasta> <sequences> <sites> <seed> [near copies]\n", argv[0]);
     return 2;
   }
   const std::string path = argv[1];
   const int n = std::atoi(argv[2]), sites = std::atoi(argv[3]);
   const uint64_t seed = std::strtoull(argv[4], nullptr, 10);
+  const double near = argc == 6 ? std::atof(argv[5]) : 0.0;
   if (n < 1 || sites < 2) {
     std::fprintf(stderr, "need at least 1 sequence and 2 sites\n");
     return 2;
@@ -135,10 +140,19 @@ int main(int argc, char** argv) {
   for (int t = 0; t < kBurnIn; ++t) sweep(m, rng, x);
   std::string line(sites, '-');
   double logit[kStates];
+  std::vector<int> y;
   for (int s = 0; s < n; ++s) {
     if (s > 0)
       for (int t = 0; t < kThin; ++t) sweep(m, rng, x);
-    std::vector<int> y = x;
+    if (s > 0 && near > 0 && rng.uniform() < near) {
+      for (int i = 0; i < sites; ++i)
+        if (rng.uniform() < kRedrawn) {
+          m.logits(y, i, logit);
+          y[i] = draw(rng, logit, 0);
+        }
+    } else {
+      y = x;
+    }
     if (s == 0)  // the reference: redraw its gaps from the residues only
       for (int i = 0; i < sites; ++i)
         if (y[i] == 0) {
