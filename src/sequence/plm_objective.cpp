@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "sequence/potts.h"
@@ -27,6 +28,26 @@ constexpr int kTable = kPottsStates * kRow;  // one site's block in the local ta
 constexpr int kBlock = 128;  // sequences per block: 24 KB of rows in double
 constexpr long kPenaltyChunk = 1L << 16;
 constexpr double kParallelWork = 1e6;  // additions below which a thread team costs more than it saves
+
+// Zeroed scratch whose rows of kRow reals start on cache-line boundaries, so
+// that no vector access straddles two lines.
+template <typename T>
+class AlignedRows {
+ public:
+  explicit AlignedRows(std::size_t n)
+      : data_(static_cast<T*>(::operator new[](n * sizeof(T), std::align_val_t(64)))), n_(n) {
+    zero();
+  }
+  ~AlignedRows() { ::operator delete[](data_, std::align_val_t(64)); }
+  AlignedRows(const AlignedRows&) = delete;
+  AlignedRows& operator=(const AlignedRows&) = delete;
+  T* data() { return data_; }
+  void zero() { std::fill(data_, data_ + n_, T(0)); }
+
+ private:
+  T* data_;
+  std::size_t n_;
+};
 
 // Vectors of `Bytes` bytes of T (GCC vector extensions); a row of kRow
 // states is kRow / lanes of them. Loads and stores go through memcpy, which
@@ -214,7 +235,7 @@ T LSequence<T>::plm_negative_log_posterior(int n, const T* x, T* g, void* data) 
 #pragma omp parallel if (flops >= kParallelWork)
     {
       const std::size_t table_size = static_cast<std::size_t>(sites) * kTable;
-      std::vector<T> table(table_size), grad(table_size), work(static_cast<std::size_t>(kBlock) * kRow);
+      AlignedRows<T> table(table_size), grad(table_size), work(static_cast<std::size_t>(kBlock) * kRow);
       alignas(64) T field[kRow];
       alignas(64) T gfield[kRow];
 #pragma omp for schedule(dynamic, 1)
@@ -224,7 +245,7 @@ T LSequence<T>::plm_negative_log_posterior(int n, const T* x, T* g, void* data) 
           field[a] = a < kPottsStates ? x[static_cast<std::size_t>(a) * sites + i] : T(0);
           gfield[a] = 0;
         }
-        std::fill(grad.begin(), grad.end(), T(0));
+        grad.zero();
         site_value[i] = site_term(SiteTerm<T>{columns.data(), d.weights, num_seq, sites, i, field, table.data(),
                                               grad.data(), gfield, work.data()});
 #pragma omp critical(plm_gradient_merge)
