@@ -4,11 +4,13 @@
 #include <omp.h>
 
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "optimizer/lbfgs.h"
 #include "protein/residues.h"  // aa_property_note
@@ -59,6 +61,19 @@ void put(std::FILE* fp, const std::string& path, const char* text, std::size_t n
     std::remove(path.c_str());
     fail("cannot write out " + path + ": " + std::strerror(errno));
   }
+}
+
+// Appends "%.20e" of a nonzero v and "%.f" of a zero: std::to_chars with a
+// precision writes printf's text at a fraction of its cost, which counts in
+// a file of millions of couplings.
+void append_coupling(std::string& out, double v) {
+  if (v == 0) {
+    out += std::signbit(v) ? "-0" : "0";
+    return;
+  }
+  char cell[48];
+  const std::to_chars_result end = std::to_chars(cell, cell + sizeof(cell), v, std::chars_format::scientific, 20);
+  out.append(cell, end.ptr);
 }
 
 }  // namespace
@@ -169,22 +184,26 @@ void LSequence<T>::calc_aa_prob_from_msa() {
   aa_freq = new T[static_cast<std::size_t>(kPottsStates) * (sites > 0 ? sites : 1)]();
   pair_freq = new T[static_cast<std::size_t>(kPottsBlock) * (pairs > 0 ? pairs : 1)]();
   const T neff = effective_samples > 0 ? effective_samples : T(1);
-#pragma omp parallel
-  {
-#pragma omp single
-    for (int s = 0; s < num_of_trimmed_seq; ++s) {
-      const T w = weights[s] / neff;
-      for (int i = 0; i < sites; ++i) aa_freq[static_cast<std::size_t>(trimmed_msa[s][i]) * sites + i] += w;
+  const int n = num_of_trimmed_seq;
+  std::vector<T> w(n);
+  std::vector<int32_t> columns(static_cast<std::size_t>(sites) * n);  // the alignment by site
+  for (int s = 0; s < n; ++s) {
+    w[s] = weights[s] / neff;
+    for (int i = 0; i < sites; ++i) {
+      aa_freq[static_cast<std::size_t>(trimmed_msa[s][i]) * sites + i] += w[s];
+      columns[static_cast<std::size_t>(i) * n + s] = trimmed_msa[s][i];
     }
-    // The implicit barrier of single ends the first table before the second.
-#pragma omp single
-    for (int s = 0; s < num_of_trimmed_seq; ++s) {
-      const T w = weights[s] / neff;
-      const int32_t* row = trimmed_msa[s];
-      for (int j = 1; j < sites; ++j) {
-        T* column = pair_freq + kPottsBlock * pair_index(0, j) + kPottsStates * row[j];
-        for (int i = 0; i < j; ++i) column[kPottsBlock * i + row[i]] += w;
-      }
+  }
+  // One pair block at a time, so that its 441 cells stay in cache; each
+  // block sums its sequences in order, so the table does not depend on the
+  // number of threads.
+#pragma omp parallel for schedule(dynamic, 1)
+  for (int j = 1; j < sites; ++j) {
+    const int32_t* b = columns.data() + static_cast<std::size_t>(j) * n;
+    for (int i = 0; i < j; ++i) {
+      const int32_t* a = columns.data() + static_cast<std::size_t>(i) * n;
+      T* block = pair_freq + kPottsBlock * pair_index(i, j);
+      for (int s = 0; s < n; ++s) block[kPottsStates * b[s] + a[s]] += w[s];
     }
   }
   print_text("done");
@@ -209,8 +228,6 @@ void LSequence<T>::sequence_potential_write() {
   const std::string path = prefix + "_sequence_potential.csv";
   std::FILE* fp = std::fopen(path.c_str(), "w");
   if (fp == nullptr) fail("cannot open " + path);
-  static char buffer[1 << 20];
-  std::setvbuf(fp, buffer, _IOFBF, sizeof(buffer));
   const int sites = num_of_trimmed_site;
   auto letter = [&](int k) {
     const int site = site_list[k];
@@ -236,19 +253,19 @@ void LSequence<T>::sequence_potential_write() {
   // Headers run over the pairs with the first site outermost while blocks
   // follow their storage order; from four sites on they name other pairs.
   int head_i = 0, head_j = 1;
+  std::string lines;
   for (long p = 0; p < num_of_pairs; ++p) {
-    int n = std::snprintf(cell, sizeof(cell), "## %c %i %c %i\n", letter(head_i), site_list[head_i] + 1,
-                          letter(head_j), site_list[head_j] + 1);
-    put(fp, path, cell, n);
+    const int n = std::snprintf(cell, sizeof(cell), "## %c %i %c %i\n", letter(head_i), site_list[head_i] + 1,
+                                letter(head_j), site_list[head_j] + 1);
+    lines.assign(cell, n);
     if (++head_j == sites) head_j = ++head_i + 1;
     const T* block = params + kPottsStates * static_cast<std::size_t>(sites) + kPottsBlock * p;
     for (int b = 0; b < kPottsStates; ++b)
       for (int a = 0; a < kPottsStates; ++a) {
-        const double v = block[kPottsStates * b + a];
-        n = v != 0 ? std::snprintf(cell, sizeof(cell), "%.20e", v) : std::snprintf(cell, sizeof(cell), "%.f", v);
-        put(fp, path, cell, n);
-        put(fp, path, a + 1 < kPottsStates ? " " : "\n", 1);
+        append_coupling(lines, block[kPottsStates * b + a]);
+        lines += a + 1 < kPottsStates ? ' ' : '\n';
       }
+    put(fp, path, lines.data(), lines.size());
   }
   if (std::fclose(fp) != 0) {
     std::remove(path.c_str());

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <random>
 #include <set>
 #include <sstream>
@@ -301,8 +302,10 @@ TEST(Couplings, PotentialFileLayoutAndRestartFromIt) {
       for (int a = 0; a < 21; ++a) {
         values >> cell;
         const double stored = seq.params[21 * 4 + 441 * p + 21 * b + a];
-        if (stored == 0) EXPECT_EQ(cell, "0");
-        else EXPECT_EQ(std::stod(cell), stored);  // "%.20e" keeps every bit
+        char printed[64];
+        std::snprintf(printed, sizeof(printed), stored == 0 ? "%.f" : "%.20e", stored);
+        EXPECT_EQ(cell, printed);
+        EXPECT_EQ(std::stod(cell), stored);  // "%.20e" keeps every bit
       }
     }
   }
@@ -394,4 +397,40 @@ TEST(Couplings, FitIsTheSameOnAnyThreadCount) {
   }
   omp_set_num_threads(threads);
   EXPECT_TRUE(fitted[0] == fitted[1]);
+}
+
+TEST(Couplings, FrequenciesAreWeightedAndTheirMarginalsAgree) {
+  ASSERT_TRUE(kNoPlotTools);
+  TempDir dir;
+  const std::string msa = dir.write("f.fasta", random_alignment(40, 6, 9, 0.5, 0.1));
+  LSequence<double> seq(dir.path(), "f", 0);
+  seq.init("");
+  seq.set_max_iter(1);
+  seq.set_threshold(-1);
+  captured_stdout([&] { seq.calc_couplings(msa, false, "", "", true); });
+  const int L = seq.num_of_trimmed_site;
+  ASSERT_EQ(L, 6);
+  // Direct weighted counts of one pair, and both marginals of every pair.
+  const int i0 = 1, j0 = 4;
+  std::vector<double> direct(441, 0);
+  for (int s = 0; s < seq.num_of_trimmed_seq; ++s)
+    direct[21 * seq.trimmed_msa[s][j0] + seq.trimmed_msa[s][i0]] += seq.weights[s] / seq.effective_samples;
+  for (int k = 0; k < 441; ++k) EXPECT_NEAR(seq.pair_freq[441 * pair_index(i0, j0) + k], direct[k], 1e-15);
+  for (int i = 0; i < L; ++i) {
+    double total = 0;
+    for (int a = 0; a < 21; ++a) total += seq.aa_freq[a * L + i];
+    EXPECT_NEAR(total, 1.0, 1e-12);
+    for (int j = i + 1; j < L; ++j) {
+      const double* block = seq.pair_freq + 441 * pair_index(i, j);
+      for (int a = 0; a < 21; ++a) {
+        double over_b = 0, over_a = 0;
+        for (int b = 0; b < 21; ++b) {
+          over_b += block[21 * b + a];
+          over_a += block[21 * a + b];
+        }
+        EXPECT_NEAR(over_b, seq.aa_freq[a * L + i], 1e-12);
+        EXPECT_NEAR(over_a, seq.aa_freq[a * L + j], 1e-12);
+      }
+    }
+  }
 }
