@@ -148,8 +148,8 @@ void LSequence<T>::calc_couplings(std::string msa_file, bool communities, std::s
     const std::vector<T> loaded = read_eca_matrix_from_file<T>(mat);
     if (static_cast<long>(loaded.size()) != num_of_params) {
       print_info("I found different parameters between the loaded file", 11);
-      print_text("-- and that are generated from the MSA, but please don't worry.");
-      print_text("-- I will launch parameter optimzation from the MSA.");
+      print_text("and that are generated from the MSA, but please don't worry.");
+      print_text("I will launch parameter optimzation from the MSA.");
     } else {
       std::copy(loaded.begin(), loaded.end(), params);
     }
