@@ -176,7 +176,8 @@ void LSequence<T>::calc_couplings(std::string msa_file, bool communities, std::s
 
 template <typename T>
 void LSequence<T>::calc_aa_prob_from_msa() {
-  print_info("Computing probabilities from the bioligical sequence alignment", 32, false);
+  print_info("Computing probabilities from the bioligical sequence alignment", 32, ' ');
+  std::fflush(stdout);
   const int sites = num_of_trimmed_site;
   const long pairs = potts_num_pairs(sites);
   delete[] aa_freq;
@@ -206,7 +207,7 @@ void LSequence<T>::calc_aa_prob_from_msa() {
       for (int s = 0; s < n; ++s) block[kPottsStates * b[s] + a[s]] += w[s];
     }
   }
-  print_text("done");
+  std::printf("done\n");
 }
 
 template <typename T>

@@ -48,6 +48,8 @@ TEST(SequenceEcaCli, GlobinFamilyWithItsStructure) {
                            "-- -msa " + kGlobins + "\n-- -pdb " + kHba + "\n-- -output "))
       << run.out;
   EXPECT_TRUE(has(run.out, "-- Got 603 trimmed sequences of 141 sites"));
+  EXPECT_TRUE(has(run.out, "-- Computing probabilities from the bioligical sequence alignment done\n"));
+  EXPECT_EQ(run.out.find('\0'), std::string::npos);  // console text only
   EXPECT_TRUE(has(run.out, "-- The evolutionary coupling potential can be found at:"));
 
   const auto files = box.files("tevo-output/eca");
