@@ -68,6 +68,17 @@ T max3(T a, T b, T c) {
   return std::max(a, std::max(b, c));
 }
 
+// theta and the magnitude of gamma of the cubic through (u, fu, du) and
+// (v, fv, dv), scaled by the largest of |theta|, |du|, |dv| against overflow;
+// each minimiser gives gamma its own sign.
+template <typename T>
+void cubic_terms(T u, T fu, T du, T v, T fv, T dv, T* theta, T* gamma) {
+  *theta = (fu - fv) * 3 / (v - u) + du + dv;
+  const T s = max3(std::fabs(*theta), std::fabs(du), std::fabs(dv));
+  const T a = *theta / s;
+  *gamma = s * std::sqrt(std::max(T(0), a * a - (du / s) * (dv / s)));
+}
+
 template <typename T>
 T* alloc(int n) {
   return new (std::nothrow) T[static_cast<std::size_t>(n)];
@@ -400,10 +411,8 @@ int LBFGS<T>::update_trial_interval(T* x, T* fx, T* dx, T* y, T* fy, T* dy, T* t
 template <typename T>
 void LBFGS<T>::cubic_minimizer(T* cm, T u, T fu, T du, T v, T fv, T dv) {
   const T d = v - u;
-  const T theta = (fu - fv) * 3 / d + du + dv;
-  const T s = max3(std::fabs(theta), std::fabs(du), std::fabs(dv));
-  const T a = theta / s;
-  T gamma = s * std::sqrt(std::max(T(0), a * a - (du / s) * (dv / s)));
+  T theta, gamma;
+  cubic_terms(u, fu, du, v, fv, dv, &theta, &gamma);
   if (v < u) gamma = -gamma;
   const T p = gamma - du + theta;
   const T q = gamma - du + gamma + dv;
@@ -413,10 +422,8 @@ void LBFGS<T>::cubic_minimizer(T* cm, T u, T fu, T du, T v, T fv, T dv) {
 template <typename T>
 void LBFGS<T>::cubic_minimizer(T* cm, T u, T fu, T du, T v, T fv, T dv, T xmin, T xmax) {
   const T d = v - u;
-  const T theta = (fu - fv) * 3 / d + du + dv;
-  const T s = max3(std::fabs(theta), std::fabs(du), std::fabs(dv));
-  const T a = theta / s;
-  T gamma = s * std::sqrt(std::max(T(0), a * a - (du / s) * (dv / s)));
+  T theta, gamma;
+  cubic_terms(u, fu, du, v, fv, dv, &theta, &gamma);
   if (u < v) gamma = -gamma;
   const T p = gamma - dv + theta;
   const T q = gamma - dv + gamma + du;

@@ -214,6 +214,13 @@ void merge_site_gradient(T* g, int sites, int i, const T* grad, const T* gfield)
 
 }  // namespace
 
+std::vector<int32_t> states_by_site(const int32_t* const* msa, int num_seq, int sites) {
+  std::vector<int32_t> columns(static_cast<std::size_t>(sites) * num_seq);
+  for (int s = 0; s < num_seq; ++s)
+    for (int j = 0; j < sites; ++j) columns[static_cast<std::size_t>(j) * num_seq + s] = msa[s][j];
+  return columns;
+}
+
 template <typename T>
 T LSequence<T>::plm_negative_log_posterior(int n, const T* x, T* g, void* data) {
   const PottsData<T>& d = *static_cast<const PottsData<T>*>(data);
@@ -226,11 +233,8 @@ T LSequence<T>::plm_negative_log_posterior(int n, const T* x, T* g, void* data) 
   // on the number of threads.
   std::vector<double> site_value(sites > 0 ? sites : 1, 0.0);
   if (sites >= 2) {
-    // The alignment by site: each pass reads one site's states of a block.
     const int num_seq = d.num_of_seq;
-    std::vector<int32_t> columns(static_cast<std::size_t>(sites) * num_seq);
-    for (int s = 0; s < num_seq; ++s)
-      for (int j = 0; j < sites; ++j) columns[static_cast<std::size_t>(j) * num_seq + s] = d.msa[s][j];
+    const std::vector<int32_t> columns = states_by_site(d.msa, num_seq, sites);
     const double flops = static_cast<double>(num_seq) * sites * sites * kRow;
 #pragma omp parallel if (flops >= kParallelWork)
     {

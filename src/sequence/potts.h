@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 namespace tevo {
 
@@ -27,6 +28,10 @@ inline long potts_num_params(long sites) { return kPottsStates * sites + kPottsB
 inline long coupling_index(int sites, int i, int j, int a, int b) {
   return kPottsStates * static_cast<long>(sites) + kPottsBlock * pair_index(i, j) + kPottsStates * b + a;
 }
+
+// The alignment by site: element j * num_seq + s is the state of sequence s
+// at site j, so that a pass over one site reads contiguous states.
+std::vector<int32_t> states_by_site(const int32_t* const* msa, int num_seq, int sites);
 
 // What plm_negative_log_posterior reads: the alignment as residue states
 // 0..20, one weight per sequence, the sizes and the regularisation.

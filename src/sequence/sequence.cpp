@@ -15,6 +15,7 @@
 #include "sequence/numbered_lines.h"
 #include "util/files.h"  // write_matrix_w_index, write_string
 #include "util/console.h"
+#include "util/numeric.h"  // free_mtx_malloc
 #include "util/strings.h"
 
 namespace tevo {
@@ -118,9 +119,7 @@ namespace {
 
 template <typename T>
 void free_rows(T**& m, int rows) {
-  if (m == nullptr) return;
-  for (int i = 0; i < rows; ++i) delete[] m[i];
-  delete[] m;
+  free_mtx_malloc(m, rows);
   m = nullptr;
 }
 

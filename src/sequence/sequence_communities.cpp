@@ -18,6 +18,7 @@
 #include "util/files.h"  // write_matrix_w_index, write_string
 #include "util/identity.h"  // kServer
 #include "util/numeric.h"
+#include "util/strings.h"  // num2string
 
 namespace tevo {
 
@@ -31,26 +32,16 @@ void vect_idx_sort(std::vector<int>& sites, T* const* key, int column) {
                    [&](int a, int b) { return key[a][column] > key[b][column]; });
 }
 
-std::string fixed(double v) {
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%f", v);
-  return buffer;
-}
-
 }  // namespace
 
 template <typename T>
 void LSequence<T>::set_coupling_matrix(const T* const* m, int L) {
-  for (int i = 0; i < coupling_sites_; ++i) delete[] coupling[i];
-  delete[] coupling;
+  free_mtx_malloc(coupling, coupling_sites_);
   coupling = nullptr;
   coupling_sites_ = 0;
   if (L <= 0) return;
-  coupling = new T*[L];
-  for (int i = 0; i < L; ++i) {
-    coupling[i] = new T[L];
-    std::copy(m[i], m[i] + L, coupling[i]);
-  }
+  coupling = create_mtx_malloc<T>(L, L);
+  for (int i = 0; i < L; ++i) std::copy(m[i], m[i] + L, coupling[i]);
   coupling_sites_ = L;
 }
 
@@ -148,8 +139,8 @@ void LSequence<T>::calc_residue_communities(std::string pdb, bool report) {
           site_conservation != nullptr && site < stats_sites_ ? static_cast<double>(site_conservation[site][1]) : 0.0;
       text += labels[a] + "," + three + "," + std::to_string(numbers[list[a]]) + "," + "A," + "1," + "prp1," +
               "N/A," + group + "," + group + "," + group + "," + kServer + "/tevo/img/aminoacid/" + three +
-              ".png," + fixed(conservation) + "," + fixed(static_cast<double>(csum[a][1])) + ",";
-      for (int b = 0; b < n; ++b) text += (b ? "," : "") + fixed(static_cast<double>(p[a][b]));
+              ".png," + num2string(conservation, 6) + "," + num2string(static_cast<double>(csum[a][1]), 6) + ",";
+      for (int b = 0; b < n; ++b) text += (b ? "," : "") + num2string(static_cast<double>(p[a][b]), 6);
       text += "\n";
     }
     write_string(prefix + "_residue_communities_chord.csv", text);

@@ -22,6 +22,7 @@
 #include "util/console.h"
 #include "util/files.h"
 #include "util/identity.h"
+#include "util/numeric.h"  // create_mtx_malloc
 #include "util/strings.h"
 #include "util/sysinfo.h"
 
@@ -30,23 +31,6 @@ namespace tevo {
 using seqio::fail;
 
 namespace {
-
-template <typename T>
-T** new_square(int n) {
-  T** m = new T*[n > 0 ? n : 1];
-  for (int i = 0; i < n; ++i) m[i] = new T[n]();
-  return m;
-}
-
-template <typename T>
-void free_square(T**& m, int& rows) {
-  if (m != nullptr) {
-    for (int i = 0; i < rows; ++i) delete[] m[i];
-    delete[] m;
-  }
-  m = nullptr;
-  rows = 0;
-}
 
 // Bytes the fit of `sites` sites holds at its peak: the parameters, the pair
 // frequencies, and the solver's vectors (five of n and two rings of six).
@@ -83,26 +67,15 @@ void append_coupling(std::string& out, double v) {
 // message, text that is no number with its line.
 template <typename T>
 std::vector<T> read_eca_matrix_from_file(const std::string& file) {
-  LineReader lines;
-  if (!lines.open(file, false)) fail_to_load(file);
   std::vector<T> values;
-  char *begin, *end;
-  while (lines.next(&begin, &end)) {
-    *end = '\0';
-    if (*begin == '#') continue;
-    char* p = begin;
-    while (p < end) {
-      while (p < end && (*p == ',' || *p == ' ' || *p == '\t' || *p == '\r')) ++p;
-      if (p == end) break;
-      char* stop = p;
-      const double v = std::strtod(p, &stop);
-      if (stop == p || (stop < end && *stop != ',' && *stop != ' ' && *stop != '\t' && *stop != '\r'))
-        fail(file + " line " + std::to_string(lines.line()) + ": \"" +
-             std::string(p, std::min<std::size_t>(20, static_cast<std::size_t>(end - p))) + "\" is not a number");
-      values.push_back(static_cast<T>(v));
-      p = stop;
-    }
-  }
+  const bool opened = for_each_number_token(file, [&](const char* token, long line) {
+    char* stop = nullptr;
+    const double v = std::strtod(token, &stop);
+    if (stop == token || *stop != '\0')
+      fail(file + " line " + std::to_string(line) + ": \"" + std::string(token).substr(0, 20) + "\" is not a number");
+    values.push_back(static_cast<T>(v));
+  });
+  if (!opened) fail_to_load(file);
   return values;
 }
 
@@ -187,14 +160,11 @@ void LSequence<T>::calc_aa_prob_from_msa() {
   const T neff = effective_samples > 0 ? effective_samples : T(1);
   const int n = num_of_trimmed_seq;
   std::vector<T> w(n);
-  std::vector<int32_t> columns(static_cast<std::size_t>(sites) * n);  // the alignment by site
   for (int s = 0; s < n; ++s) {
     w[s] = weights[s] / neff;
-    for (int i = 0; i < sites; ++i) {
-      aa_freq[static_cast<std::size_t>(trimmed_msa[s][i]) * sites + i] += w[s];
-      columns[static_cast<std::size_t>(i) * n + s] = trimmed_msa[s][i];
-    }
+    for (int i = 0; i < sites; ++i) aa_freq[static_cast<std::size_t>(trimmed_msa[s][i]) * sites + i] += w[s];
   }
+  const std::vector<int32_t> columns = states_by_site(trimmed_msa, n, sites);
   // One pair block at a time, so that its 441 cells stay in cache; each
   // block sums its sequences in order, so the table does not depend on the
   // number of threads.
@@ -279,9 +249,9 @@ void LSequence<T>::sequence_potential_write() {
 template <typename T>
 void LSequence<T>::calc_evolutionary_couplings(std::string, bool chart, bool report) {
   const int sites = num_of_trimmed_site;
-  free_square(coupling, coupling_sites_);
-  free_square(coupling_full, full_sites_);
-  coupling = new_square<T>(sites);
+  free_mtx_malloc(coupling, coupling_sites_);
+  free_mtx_malloc(coupling_full, full_sites_);
+  coupling = create_mtx_malloc<T>(sites, sites);
   coupling_sites_ = sites;
 
   // Frobenius norm of each pair block, gap states included.
@@ -314,7 +284,7 @@ void LSequence<T>::calc_evolutionary_couplings(std::string, bool chart, bool rep
     }
   }
 
-  coupling_full = new_square<T>(num_of_site);
+  coupling_full = create_mtx_malloc<T>(num_of_site, num_of_site);
   full_sites_ = num_of_site;
 #pragma omp parallel for schedule(static)
   for (int i = 0; i < sites; ++i)

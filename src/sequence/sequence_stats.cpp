@@ -11,6 +11,7 @@
 #include "sequence/sequence_charts.h"
 #include "sequence/numbered_lines.h"
 #include "sequence/row_pairs.h"
+#include "util/numeric.h"  // create_mtx_malloc
 #include "util/files.h"  // write_matrix_w_index, write_string
 
 namespace tevo {
@@ -23,12 +24,6 @@ constexpr double kBackground[21] = {0,     0.073, 0.052, 0.043, 0.05,  0.025, 0.
                                     0.061, 0.072, 0.023, 0.053, 0.089, 0.064, 0.023,
                                     0.042, 0.052, 0.073, 0.056, 0.013, 0.033, 0.063};
 
-template <typename T>
-T** new_rows(int rows, int cols) {
-  T** m = new T*[rows];
-  for (int i = 0; i < rows; ++i) m[i] = new T[cols > 0 ? cols : 1]();
-  return m;
-}
 
 }  // namespace
 
@@ -87,8 +82,8 @@ void LSequence<T>::calc_site_conservation() {
   q[0] = g;
   for (int a = 1; a <= 20; ++a) q[a] = (1 - g) * static_cast<T>(kBackground[a]);
 
-  site_conservation = new_rows<T>(sites, 2);
-  aa_relative_entropy = new_rows<T>(20, sites);
+  site_conservation = create_mtx_malloc<T>(sites, 2);
+  aa_relative_entropy = create_mtx_malloc<T>(20, sites);
   stats_sites_ = sites;
   std::vector<T> f(21);
   for (int j = 0; j < sites; ++j) {
@@ -129,7 +124,7 @@ void LSequence<T>::calc_sequence_similarity(std::string msa_file, int) {
     for (int k = 0; k < 100; ++k) delete[] similarity[k];
     delete[] similarity;
   }
-  similarity = new_rows<T>(100, 2);
+  similarity = create_mtx_malloc<T>(100, 2);
   if (packed_.size() != static_cast<std::size_t>(n) * stride_) pack_trimmed();
 
   // The bin of every possible count of equal sites, by the same comparisons

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <limits>
 
 #include "util/bz2_stream.h"
@@ -264,21 +265,14 @@ void read_matrix_from_file(std::vector<std::vector<T>>& matrix, const std::strin
   }
 }
 
-template <typename T>
-long read_matrix_from_file(T* out, const std::string& file, const std::string& name, long capacity) {
-  std::printf("-- Loading %s probilities ... ", name.c_str());
-  std::fflush(stdout);
+bool for_each_number_token(const std::string& file, const std::function<void(const char*, long)>& take) {
   LineReader lines;
-  if (!lines.open(file, false)) {
-    std::printf("Error: I cannot open file: %s\n", file.c_str());
-    std::exit(1);
-  }
-  long count = 0;
+  if (!lines.open(file, false)) return false;
+  static const char kSeparators[] = " \t,\r\v\f";
   char *b, *e;
   while (lines.next(&b, &e)) {
     if (b == e || *b == '#') continue;
     *e = '\0';
-    static const char kSeparators[] = " \t,\r\v\f";
     char* p = b;
     while (p < e) {
       p += std::strspn(p, kSeparators);
@@ -286,17 +280,30 @@ long read_matrix_from_file(T* out, const std::string& file, const std::string& n
       char* stop = p + std::strcspn(p, kSeparators);
       const char saved = *stop;
       *stop = '\0';
-      if (count >= capacity) {
-        std::printf("\n");
-        print_info(file + " line " + std::to_string(lines.line()) + ": more than " +
-                       std::to_string(capacity) + " numbers",
-                   9);
-        std::exit(1);
-      }
-      out[count++] = narrow_number<T>(parse_double(p));
+      take(p, lines.line());
       *stop = saved;
       p = stop;
     }
+  }
+  return true;
+}
+
+template <typename T>
+long read_matrix_from_file(T* out, const std::string& file, const std::string& name, long capacity) {
+  std::printf("-- Loading %s probilities ... ", name.c_str());
+  std::fflush(stdout);
+  long count = 0;
+  const bool opened = for_each_number_token(file, [&](const char* token, long line) {
+    if (count >= capacity) {
+      std::printf("\n");
+      print_info(file + " line " + std::to_string(line) + ": more than " + std::to_string(capacity) + " numbers", 9);
+      std::exit(1);
+    }
+    out[count++] = narrow_number<T>(parse_double(token));
+  });
+  if (!opened) {
+    std::printf("Error: I cannot open file: %s\n", file.c_str());
+    std::exit(1);
   }
   std::printf("done.\n");
   return count;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -89,6 +90,11 @@ class TableReader {
 template <typename T>
 void read_matrix_from_file(std::vector<std::vector<T>>& matrix, const std::string& file,
                            char delimiter = '\t', std::vector<long>* lines = nullptr);
+
+// Calls take(token, line) for every token of `file` separated by blanks, tabs
+// or commas (NUL-terminated; line 1-based); empty lines and lines that begin
+// with "#" are skipped. False when the file cannot be opened.
+bool for_each_number_token(const std::string& file, const std::function<void(const char*, long)>& take);
 
 // Numbers separated by blanks, tabs or commas into `out` in reading order,
 // with "-- Loading <name> probilities ... " and "done." around it. More than
