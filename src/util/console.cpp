@@ -20,7 +20,7 @@ void print_text(const std::string& text, int colour, int end) {
     std::printf("-- \033[%sm%s\033[0m", code, text.c_str());
   else
     std::printf("-- %s", text.c_str());
-  std::putchar(end);
+  if (end != '\0') std::putchar(end);  // 0 leaves the line open, never a NUL byte on the console
 }
 
 void print_info(const std::string& text, int code, int end) {

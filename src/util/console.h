@@ -9,7 +9,8 @@ namespace tevo {
 // Colour codes of print_text: 1 red, 2 green, 3 yellow, 4 blue, anything else plain.
 enum Colour { kPlain = -1, kRed = 1, kGreen = 2, kYellow = 3, kBlue = 4 };
 
-// Prints "-- " and `text` in `colour`, then the single character `end`.
+// Prints "-- " and `text` in `colour`, then the single character `end`
+// (none for 0, which leaves the line open).
 void print_text(const std::string& text, int colour = kPlain, int end = '\n');
 
 // Prints the numbered message `code` (see console.cpp); codes without a
