@@ -19,13 +19,12 @@ using sff_test::Read;
 namespace {
 
 std::vector<Read> sample_reads() {
-  Read whole{"whole", "ACGTACGTAC", {10, 20, 30, 40, 100, 93, 94, 0, 1, 2}};
-  Read left5{"left5", "AAAACGTTTT", {30, 30, 30, 30, 30, 30, 30, 30, 30, 30}, 5, 0, 0, 0};
-  Read clipped{"clipped", "GGGGGCCCCCAAAAA", std::vector<int>(15, 20), 2, 12, 3, 14};
-  Read adapter_over{"adapter_over", "TTTTT", std::vector<int>(5, 40), 0, 0, 0, 9};
-  Read qual_over{"qual_over", "CCCCCC", std::vector<int>(6, 25), 0, 8, 0, 0};
-  Read empty{"empty", "ACG", {5, 5, 5}, 3, 2, 0, 0};
-  return {whole, left5, clipped, adapter_over, qual_over, empty};
+  return {{"whole", "ACGTACGTAC", {10, 20, 30, 40, 100, 93, 94, 0, 1, 2}},
+          {"left5", "AAAACGTTTT", std::vector<int>(10, 30), 5, 0, 0, 0},
+          {"clipped", "GGGGGCCCCCAAAAA", std::vector<int>(15, 20), 2, 12, 3, 14},
+          {"adapter_over", "TTTTT", std::vector<int>(5, 40), 0, 0, 0, 9},
+          {"qual_over", "CCCCCC", std::vector<int>(6, 25), 0, 8, 0, 0},
+          {"empty", "ACG", {5, 5, 5}, 3, 2, 0, 0}};
 }
 
 }  // namespace
@@ -123,16 +122,11 @@ TEST(Kmer, CountsWordsOfTheFixedSequence) {
   EXPECT_EQ(kmer.counts.at("GC"), 3);  // ..TTGC.., ..GTGC.., ..ATGC
   EXPECT_EQ(kmer.counts.at("AT"), 3);
   const std::string text = dir.read("tevo_kmer_statistics");
-  EXPECT_EQ(text.rfind("# Kmer generator in", 0), 0u);
-  EXPECT_NE(text.find("# kmer from 2 to 2\n"), std::string::npos);
+  EXPECT_NE(text.find("# kmer from 2 to 2\n"), std::string::npos) << text;
   EXPECT_NE(text.find("\nkmer\tcount\tfreq\tlog_freq\n"), std::string::npos);
   EXPECT_NE(text.find("GC\t3\t0.166667\t-0.778151\n"), std::string::npos);  // 3 / (19 - 1)
-
   kmer.generate_kmer_frequency(3, 2);
   EXPECT_TRUE(kmer.counts.empty());
-  kmer.generate_kmer_frequency(0, 1);
-  EXPECT_EQ(kmer.counts.at(""), 19);
-  EXPECT_EQ(kmer.counts.at("A") + kmer.counts.at("C") + kmer.counts.at("G") + kmer.counts.at("T"), 19);
   // Windows of 1..3 letters on a sequence with foreign letters, which are skipped.
   kmer.kmer_min = 1;
   kmer.kmer_max = 3;

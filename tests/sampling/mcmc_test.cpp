@@ -23,7 +23,6 @@ TEST(MCMC, AnnouncesAndComputesHelpers) {
     sum += v;
     sum2 += v * v;
   }
-  // Standard errors of mean and variance for 20000 draws: 0.007 and 0.01.
-  EXPECT_NEAR(sum / n, 0.0, 0.04);
+  EXPECT_NEAR(sum / n, 0.0, 0.04);  // standard errors 0.007 and 0.01
   EXPECT_NEAR(sum2 / n - (sum / n) * (sum / n), 1.0, 0.05);
 }
