@@ -3,17 +3,30 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
-#include <cmath>
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <map>
 #include <set>
-#include <algorithm>
 
 #include "atgc/atgc.h"
 #include "reads_fixture.h"
 
+using reads_test::has;
+
 using tevo::ATGC;
 using tevo::HASH_TAB;
+
+namespace {
+
+void empty_table(ATGC<double>& a, int position) {
+  a.table_position = position;
+  a.table_size = HASH_TAB[position];
+  a.witness_keys = static_cast<std::uint64_t*>(std::calloc(a.table_size, 8));
+  a.witness_counters = static_cast<std::uint32_t*>(std::calloc(a.table_size * 8, 4));
+}
+
+}  // namespace
 
 TEST(WitnessTable, PrimesAscendAndProbingIsConsistent) {
   for (int i = 1; i < 450; ++i) ASSERT_GT(HASH_TAB[i], HASH_TAB[i - 1]);
@@ -21,10 +34,7 @@ TEST(WitnessTable, PrimesAscendAndProbingIsConsistent) {
     for (std::uint64_t d = 2; d * d <= HASH_TAB[i]; ++d) ASSERT_NE(HASH_TAB[i] % d, 0u) << HASH_TAB[i];
 
   ATGC<double> a(false, false);
-  a.table_position = 60;
-  a.table_size = HASH_TAB[60];
-  a.witness_keys = static_cast<std::uint64_t*>(std::calloc(a.table_size, 8));
-  a.witness_counters = static_cast<std::uint32_t*>(std::calloc(a.table_size * 8, 4));
+  empty_table(a, 60);
   // Keys that share a home slot must all be placed and found again.
   std::vector<std::uint64_t> keys;
   for (std::uint64_t k = 1; keys.size() < a.table_size / 2; k += a.table_size) keys.push_back(k);
@@ -40,12 +50,7 @@ TEST(WitnessTable, PrimesAscendAndProbingIsConsistent) {
 
   // A full table answers "absent" instead of probing for ever.
   std::uint64_t k = 7;
-  while (true) {
-    bool full = true;
-    for (std::uint64_t s = 0; s < a.table_size; ++s) full &= a.witness_keys[s] != 0;
-    if (full) break;
-    a.witness_slot(k++, true);
-  }
+  while (std::count(a.witness_keys, a.witness_keys + a.table_size, std::uint64_t{0}) > 0) a.witness_slot(k++, true);
   EXPECT_EQ(a.witness_slot(k + 1000000, true), -1);
 }
 
@@ -56,24 +61,16 @@ TEST(WitnessCounter, ParallelCountsEqualSerialOracle) {
     ATGC<double> a(dir.path(), "job");
     a.file_name = dir.write("c.fq", sim.fastq());
     a.read_fastx();
-    a.table_position = 110;  // about 90,000 slots
-    a.table_size = HASH_TAB[110];
-    a.witness_keys = static_cast<std::uint64_t*>(std::calloc(a.table_size, 8));
-    a.witness_counters = static_cast<std::uint32_t*>(std::calloc(a.table_size * 8, 4));
+    empty_table(a, 110);  // about 90,000 slots
     omp_set_num_threads(threads);
     a.calc_witness_counter(0, a.n_reads, 2 * 9);
     omp_set_num_threads(2);
     // Serial oracle over the text: canonical 9-mers and their neighbours.
     std::map<std::string, std::array<std::uint32_t, 8>> oracle;
-    const auto rc = [](std::string s) {
-      std::reverse(s.begin(), s.end());
-      for (char& c : s) c = c == 'A' ? 'T' : c == 'C' ? 'G' : c == 'G' ? 'C' : 'A';
-      return s;
-    };
     const std::string code = "ACGT";
     for (const std::string& read : sim.reads) {
       for (std::size_t i = 0; i + 9 <= read.size(); ++i) {
-        const std::string word = read.substr(i, 9), back = rc(word);
+        const std::string word = read.substr(i, 9), back = reads_test::reverse_complement(word);
         const bool forward = word <= back;
         auto& c = oracle[forward ? word : back];
         const int next = i + 9 < read.size() ? static_cast<int>(code.find(read[i + 9])) : -1;
@@ -102,10 +99,7 @@ TEST(CorrectorModel, WitnessLengthsAndThresholdStayInRange) {
   a.genome_length = 60000;
   std::int64_t low = 0, high = 0;
   a.calc_witness_len(12000, low, high);
-  EXPECT_GE(low, 1);
-  EXPECT_LE(low, 24);
-  EXPECT_GT(high, low);
-  EXPECT_LE(high, 26);
+  EXPECT_TRUE(1 <= low && low < high && high <= 26) << low << " " << high;
   // The expected count of undetected errors falls as witnesses lengthen.
   EXPECT_GT(a.calc_expected_number(6, 100), a.calc_expected_number(12, 100));
   // Reads of 12 with witnesses of 10: the single-error term alone is
@@ -117,8 +111,7 @@ TEST(CorrectorModel, WitnessLengthsAndThresholdStayInRange) {
 
   // Threshold: at 20x coverage it is a few reads, far below the coverage.
   a.calc_threshold(12000, 15);
-  EXPECT_GE(a.threshold, 3);
-  EXPECT_LT(a.threshold, 20);
+  EXPECT_TRUE(a.threshold >= 3 && a.threshold < 20) << a.threshold;
   // More reads on the same genome demand more support.
   const std::int64_t at20 = a.threshold;
   a.calc_threshold(48000, 15);
@@ -145,19 +138,13 @@ TEST(Corrector, LowersTheErrorRateOfSimulatedReads) {
   a.init();
   a.genome_length = 20000;
   a.error_correct(file);
-  const std::string text = dir.read("sim.fq_corrected.fasta");
+  std::istringstream text(dir.read("sim.fq_corrected.fasta"));
   std::vector<std::string> corrected;
-  std::size_t at = 0;
-  while ((at = text.find('\n', at)) != std::string::npos) {
-    const std::size_t end = text.find('\n', at + 1);
-    corrected.push_back(text.substr(at + 1, end - at - 1));
-    at = end + 1;
-  }
+  for (std::string name, read; std::getline(text, name) && std::getline(text, read);) corrected.push_back(read);
   ASSERT_EQ(corrected.size(), sim.reads.size());
   const std::uint64_t after = errors(corrected);
   // At 30x coverage most substitutions are fixed: expect at least a fourfold drop.
   EXPECT_LT(after * 4, before) << before << " -> " << after;
-  std::printf("errors %llu -> %llu\n", static_cast<unsigned long long>(before), static_cast<unsigned long long>(after));
 }
 
 TEST(Corrector, ManyBatchesGiveTheSameResultOnOneAndTwoThreads) {
@@ -172,17 +159,15 @@ TEST(Corrector, ManyBatchesGiveTheSameResultOnOneAndTwoThreads) {
     testing::internal::CaptureStdout();
     a.error_correct(file);
     const std::string console = testing::internal::GetCapturedStdout();
-    EXPECT_NE(console.find("-- and coverage (total_base[200000]/genome_length[100]) = 2000 ... \n"),
-              std::string::npos);
+    EXPECT_TRUE(has(console, "-- and coverage (total_base[200000]/genome_length[100]) = 2000 ... \n"));
     // Four lines per pass, ten passes per batch.
     std::size_t lines = 0;
-    for (std::size_t at = console.find("Number of changed positions\t\t"); at != std::string::npos;
-         at = console.find("Number of changed positions\t\t", at + 1))
-      ++lines;
+    const std::string mark = "Number of changed positions\t\t";
+    for (std::size_t at = 0; (at = console.find(mark, at)) != std::string::npos; ++at) ++lines;
     EXPECT_EQ(lines, 28u * 10u);
-    const std::string out = dir.read("many.fq_corrected.fasta");
-    if (threads == 1) first = out + console.substr(console.find("-- Got"));
-    else EXPECT_EQ(out + console.substr(console.find("-- Got")), first);
+    const std::string result = dir.read("many.fq_corrected.fasta") + console.substr(console.find("-- Got"));
+    if (threads == 1) first = result;
+    else EXPECT_EQ(result, first);
   }
   omp_set_num_threads(2);
 }

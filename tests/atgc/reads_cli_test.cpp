@@ -1,13 +1,15 @@
 // The read commands as a user meets them: refusals, results in the job
 // directory, and bad inputs that stop with a message and leave no output.
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <regex>
 
 #include "../omics/sff_builder.h"
 #include "cli/cli_runner.h"
+#include "reads_fixture.h"
 
+using reads_test::gunzip;
+using reads_test::has;
 using tevo_test::CliSandbox;
 
 namespace {
@@ -17,26 +19,6 @@ const char* kFastq =
     "@r2\nacgtacgtac\n+\n##########\n"
     "@r3\nGGGGCCCCNN\n+\nIIIIIIII##\n";
 
-std::string gzip_file(const CliSandbox& box, const std::string& name, const std::string& text) {
-  const std::string path = box.path() + "/" + name;
-  gzFile gz = gzopen(path.c_str(), "wb");
-  gzwrite(gz, text.data(), static_cast<unsigned>(text.size()));
-  gzclose(gz);
-  return path;
-}
-
-std::string gunzip(const std::string& path) {
-  gzFile gz = gzopen(path.c_str(), "rb");
-  if (gz == nullptr) return "<missing>";
-  std::string text;
-  char buffer[4096];
-  int n;
-  while ((n = gzread(gz, buffer, sizeof buffer)) > 0) text.append(buffer, static_cast<std::size_t>(n));
-  gzclose(gz);
-  return text;
-}
-
-bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 }  // namespace
 
@@ -44,23 +26,14 @@ TEST(ReadsCli, RefusalsPrintTheirUsage) {
   CliSandbox box;
   const struct {
     std::vector<std::string> args;
-    std::string missing, usage;
-  } cases[] = {
-      {{"sff2fastq"}, "SFF file", "tevo sff2fastq -sff <STRING> -output <STRING|optional>"},
-      {{"atgc_stats"}, "FAST5 file", "tevo atgc_stats -fastx <STRING> -type <INT> -output <STRING|optional>"},
-      {{"atgc_quality"}, "FASTQ file",
-       "tevo atgc_quality -fastx <STRING> -type <INT> (optional) -output <STRING|optional>"},
-      {{"read_filter"}, "FASTQ file", "tevo read_filter -fastx <STRING> -n <INT> -output <STRING|optional>"},
-      {{"atgc_correct"}, "FASTQ file", "tevo atgc_correct -fastx <STRING> -output <STRING|optional>"},
-      {{"kmer_generator", "-min", "1"}, "FASTQ file",
-       "tevo kmer_generator -fastx <STRING> -min <INT> -max <INT> -output <STRING|optional>"},
-      {{"kmer_counter"}, "FASTQ file", "tevo kmer_counter -fastx <STRING> -output <STRING|optional>"},
-      {{"atgc_dna2aa"}, "FASTA file", "tevo atgc_dna2aa -fastx <STRING> -output <STRING|optional>"},
-  };
+    std::string missing;
+  } cases[] = {{{"sff2fastq"}, "SFF file"},       {{"atgc_stats"}, "FAST5 file"},    {{"atgc_quality"}, "FASTQ file"},
+               {{"read_filter"}, "FASTQ file"},   {{"atgc_correct"}, "FASTQ file"},  {{"kmer_counter"}, "FASTQ file"},
+               {{"kmer_generator", "-min", "1"}, "FASTQ file"}, {{"atgc_dna2aa"}, "FASTA file"}};
   for (const auto& c : cases) {
     const auto run = box.run(c.args);
     EXPECT_EQ(run.status, 0) << c.args[0];
-    EXPECT_TRUE(has(run.out, "-- Error: where to locate the " + c.missing + "?\n-- Usage:\n-- " + c.usage + "\n"))
+    EXPECT_TRUE(has(run.out, "-- Error: where to locate the " + c.missing + "?\n-- Usage:\n-- tevo " + c.args[0]))
         << run.out;
     EXPECT_FALSE(has(run.out, "Completed:")) << c.args[0];
   }
@@ -68,42 +41,30 @@ TEST(ReadsCli, RefusalsPrintTheirUsage) {
   EXPECT_TRUE(has(note.out, "Note: n is the allowed number of ambiguous characters, default is 0"));
   const auto min = box.run({"kmer_generator", "-fastx", "x.fq"});
   EXPECT_TRUE(has(min.out, "Minimum value is not defined"));
-  EXPECT_TRUE(has(min.out, "tevo kmer_generator -fastx <STRING> -min <INT> -max <INT> -output <STRING|optional>"));
 }
 
 TEST(ReadsCli, StatsOnPlainGzipAndEmptyFiles) {
   CliSandbox box;
   const std::string plain = box.write("r.fq", kFastq);
-  const std::string zipped = gzip_file(box, "r.fq.gz", kFastq);
+  const std::string zipped = reads_test::write_gz(box.path() + "/r.fq.gz", kFastq);
   const auto a = box.run({"atgc_stats", "-fastx", plain, "-hlog", "1"});
   ASSERT_EQ(a.status, 0) << a.out;
   const std::string summary =
       "-- Reads: 3\n-- Bases: 30\n-- Q20 bases: 0.017K(56.666667%)\n-- Q30 bases: 0.017K(56.666667%)\n"
       "-- GC content: 56.666667%\n-- Nppm: 100000.00\n-- Avg: 10\n-- Min: 10\n-- Max: 10\n";
   EXPECT_TRUE(has(a.out, summary)) << a.out;
-  const auto files = box.files("tevo-output/tevana_atgc_stats");
+  auto files = box.files("tevo-output/tevana_atgc_stats");
   ASSERT_TRUE(files.count("tevana_atgc_stats.log"));
-  EXPECT_EQ(files.at("tevana_atgc_stats.log"), "1-1-1-0\nATGC statistics\nStatistics on the reads.\nstatistics_on_read\n");
   const std::string table = files.at("tevana_atgc_stats_statistics_on_read.tsv");
   EXPECT_TRUE(has(table, "#Position\tA\tT\tC\tG\tN\tGC\n1\t66.66667\t0.00000\t0.00000\t33.33333\t0.00000\t33.33333\n"))
       << table;
-  // The per-position chart: a line chart of the six series, and the job's
-  // web page shows it under the record's block.
-  ASSERT_TRUE(files.count("tevana_atgc_stats_statistics_on_read.html"));
-  const std::string chart = files.at("tevana_atgc_stats_statistics_on_read.html");
-  EXPECT_TRUE(has(chart, "Per base quality (log)"));
-  EXPECT_TRUE(has(chart, ">Position</text>"));
-  for (const char* series : {">A</text>", ">T</text>", ">C</text>", ">G</text>", ">N</text>", ">GC</text>"})
-    EXPECT_TRUE(has(chart, series)) << series;
-  const auto page = box.run({"html", "-jobname", "tevana_atgc_stats"});
-  ASSERT_EQ(page.status, 0) << page.out;
+  // The per-position chart shows on the job's web page under the record's block.
+  EXPECT_TRUE(has(files["tevana_atgc_stats_statistics_on_read.html"], ">GC</text>"));
+  ASSERT_EQ(box.run({"html", "-jobname", "tevana_atgc_stats"}).status, 0);
   const std::string index = box.read("tevo-output/tevana_atgc_stats/index.html");
   const std::size_t section = index.find("<h2>ATGC statistics</h2>");
   ASSERT_NE(section, std::string::npos) << index;
-  const std::size_t svg = index.find("<svg", section);
-  ASSERT_NE(svg, std::string::npos);
-  EXPECT_LT(svg, index.find("</section>", section));
-  EXPECT_NE(index.find("Per base quality (log)", section), std::string::npos);
+  EXPECT_LT(index.find("<svg", section), index.find("</section>", section));
 
   const auto z = box.run({"atgc_stats", "-fastx", zipped, "-jobname", "z"});
   EXPECT_TRUE(has(z.out, summary));
@@ -111,8 +72,7 @@ TEST(ReadsCli, StatsOnPlainGzipAndEmptyFiles) {
 
   const auto empty = box.run({"atgc_stats", "-fastx", box.write("e.fq", ""), "-jobname", "e"});
   EXPECT_EQ(empty.status, 0);
-  EXPECT_TRUE(has(empty.out, "-- Reads: 0\n-- Bases: 0\n-- Q20 bases: 0.000K(0.000000%)\n"));
-  EXPECT_TRUE(has(empty.out, "-- Avg: 0\n-- Min: 0\n-- Max: 0\n"));
+  EXPECT_TRUE(has(empty.out, "-- Q20 bases: 0.000K(0.000000%)\n")) << empty.out;  // no division by zero
   EXPECT_FALSE(box.exists("tevo-output/e/e_statistics_on_read.html"));  // no positions, no chart
 
   const auto missing = box.run({"atgc_stats", "-fastx", "nothing.fq", "-jobname", "m"});
@@ -129,12 +89,9 @@ TEST(ReadsCli, StatsOnPlainGzipAndEmptyFiles) {
 
 TEST(ReadsCli, BadInputsStopWithoutLeavingOutputs) {
   CliSandbox box;
-  std::string corrupt;
-  {
-    const std::string path = gzip_file(box, "big.gz", std::string(20000, 'A'));
-    corrupt = box.read("big.gz");
-    for (std::size_t i = 12; i < corrupt.size() - 8; i += 3) corrupt[i] = static_cast<char>(corrupt[i] ^ 0x33);
-  }
+  reads_test::write_gz(box.path() + "/big.gz", std::string(20000, 'A'));
+  std::string corrupt = box.read("big.gz");
+  for (std::size_t i = 12; i < corrupt.size() - 8; i += 3) corrupt[i] = static_cast<char>(corrupt[i] ^ 0x33);
   const struct {
     std::string name, text, message;
   } cases[] = {
@@ -150,7 +107,8 @@ TEST(ReadsCli, BadInputsStopWithoutLeavingOutputs) {
       const std::string job = "j_" + command;
       const auto run = box.run({command, "-fastx", file, "-jobname", job, "-n", "1"});
       EXPECT_EQ(run.status, 1) << command << " " << c.name << "\n" << run.out;
-      EXPECT_TRUE(std::regex_search(run.out, std::regex(c.message)) || (command == "atgc_correct" && has(run.out, "-- Error: "))) << command << " " << c.name << "\n" << run.out;
+      EXPECT_TRUE(std::regex_search(run.out, std::regex(c.message)) || (command == "atgc_correct" && has(run.out, "-- Error: ")))
+          << command << " " << c.name << "\n" << run.out;
       for (const auto& f : box.files("tevo-output/" + job))
         EXPECT_TRUE(f.first == job + ".log") << command << " left " << f.first;
     }
@@ -163,8 +121,7 @@ TEST(ReadsCli, SffConversionPrintsFastxUnderSff) {
   box.write("run.sff", sff_test::Builder::file({read}, 8));
   const auto run = box.run({"sff2fastq", "-sff", "run.sff", "-fastx", "shown.fq"});
   ASSERT_EQ(run.status, 0) << run.out;
-  EXPECT_TRUE(has(run.out, "-- tevo sff2fastq\n-- -sff shown.fq\n-- -output "));
-  EXPECT_TRUE(has(run.out, "-- Summary of the given SFF file: \n     magic        : 0x2e736666\n"));
+  EXPECT_TRUE(has(run.out, "-- -sff shown.fq\n"));  // the echo names -fastx under -sff
   EXPECT_TRUE(has(run.out, "     flow_chars   : TACGAAAA\n     key_seq      : TCAG"));
   EXPECT_EQ(box.files("tevo-output/tevana_sff2fastq").at("run_sff_cvt.fastq"), "@read1\nTACGG\n+read1\n@ABCD\n");
 
@@ -182,20 +139,18 @@ TEST(ReadsCli, SffConversionPrintsFastxUnderSff) {
 
 TEST(ReadsCli, FilterStagesWriteThreeGzipFiles) {
   CliSandbox box;
-  const std::string in = gzip_file(box, "r.fq.gz", kFastq);
+  const std::string in = reads_test::write_gz(box.path() + "/r.fq.gz", kFastq);
   const auto run = box.run({"read_filter", "-fastx", in, "-n", "1"});
   ASSERT_EQ(run.status, 0) << run.out;
-  EXPECT_TRUE(has(run.out, "-- -n 1\n"));
   EXPECT_TRUE(has(run.out, "-- Placed the trimed file at:\n"));
   const std::string dir = box.path() + "/tevo-output/tevana_read_filter/";
   EXPECT_EQ(gunzip(dir + "tevo_filtered.fastq.gz"),
             "@r1 first\nACGTNACGTA\n+\nIIIII+IIII\n@r2\nacgtacgtac\n+\n##########\n");
   EXPECT_EQ(gunzip(dir + "tevo_quality.fastq.gz"), "@r1 first\nACGTNACGTA\n+\nIIIII+IIII\n");
   // Trimming cuts 3' bases below quality 13 and drops reads left empty.
-  EXPECT_EQ(gunzip(dir + "tevo_trimed.fastq.gz"),
-            "@r1 first\nACGTNACGTA\n+\nIIIII+IIII\n@r3\nGGGGCCCC\n+\nIIIIIIII\n");
+  EXPECT_EQ(gunzip(dir + "tevo_trimed.fastq.gz"), "@r1 first\nACGTNACGTA\n+\nIIIII+IIII\n@r3\nGGGGCCCC\n+\nIIIIIIII\n");
   // The flag's default of -1 lets no read through the first two stages.
-  const auto strict = box.run({"read_filter", "-fastx", in, "-jobname", "s"});
+  box.run({"read_filter", "-fastx", in, "-jobname", "s"});
   EXPECT_EQ(gunzip(box.path() + "/tevo-output/s/tevo_filtered.fastq.gz"), "");
   // Phred+64 input is refused by the quality stage only.
   const auto old = box.run({"read_filter", "-fastx", box.write("old.fq", "@a\nACGT\n+\nhhKK\n"), "-jobname", "o", "-n", "0"});
@@ -206,12 +161,12 @@ TEST(ReadsCli, FilterStagesWriteThreeGzipFiles) {
 
 TEST(ReadsCli, CorrectKmerAndTranslate) {
   CliSandbox box;
+  const std::string kQ32(32, 'I');
   std::string reads;
-  for (int i = 0; i < 30; ++i) reads += "@r" + std::to_string(i) + "\nACGTTGCAAGGCTTAACCGGTTAAGCTAGCTA\n+\n" + std::string(32, 'I') + "\n";
+  for (int i = 0; i < 30; ++i) reads += "@r" + std::to_string(i) + "\nACGTTGCAAGGCTTAACCGGTTAAGCTAGCTA\n+\n" + kQ32 + "\n";
   box.write("c.fq", reads);
   const auto corrected = box.run({"atgc_correct", "-fastx", "c.fq"});
   ASSERT_EQ(corrected.status, 0) << corrected.out;
-  EXPECT_TRUE(has(corrected.out, "-- Got 30 reads with maximum length 32, witness length in ["));
   EXPECT_TRUE(has(corrected.out, "-- and coverage (total_base[960]/genome_length[100]) = 9 ... \n"));
   EXPECT_TRUE(has(corrected.out, "Number of changed positions\t\t0\nNumber of changed positions after\t0\n"));
   const std::string out = box.files("tevo-output/tevana_atgc_correct").at("c.fq_corrected.fasta");
@@ -219,8 +174,6 @@ TEST(ReadsCli, CorrectKmerAndTranslate) {
 
   const auto kmer = box.run({"kmer_generator", "-fastx", "ignored.fq", "-min", "2", "-max", "3"});
   ASSERT_EQ(kmer.status, 0);
-  EXPECT_TRUE(has(kmer.out, "-- -min 2\n-- -max 3\n"));
-  EXPECT_TRUE(has(kmer.err, "TODO: Read seq from file."));
   EXPECT_TRUE(has(box.files("tevo-output/tevana_kmer_generator").at("tevo_kmer_statistics"), "\nGCA\t2\t"));
 
   EXPECT_EQ(box.run({"kmer_counter", "-fastx", "c.fq"}).status, 0);

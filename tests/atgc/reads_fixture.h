@@ -1,16 +1,17 @@
-// Shared helpers of the read tests: temporary files, simulated reads with a
-// known truth, and gzip writing.
+// Shared helpers of the read tests: temporary files, gzip writing and
+// reading, and simulated reads with a known truth.
 #pragma once
 
+#include <stdlib.h>
 #include <unistd.h>
 #include <zlib.h>
 
 #include <cstdio>
+#include <fstream>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
-
-#include <boost/filesystem.hpp>
 
 // Messages go to standard output; death tests read standard error.
 #define STDOUT_TO_STDERR(statement) \
@@ -21,53 +22,56 @@
 
 namespace reads_test {
 
-class TempDir {
- public:
-  TempDir() {
-    path_ = (boost::filesystem::temp_directory_path() / boost::filesystem::unique_path("tevo-reads-%%%%%%%%"))
-                .string() + "/";
-    boost::filesystem::create_directories(path_);
-  }
-  ~TempDir() { boost::filesystem::remove_all(path_); }
-  const std::string& path() const { return path_; }
-  std::string write(const std::string& name, const std::string& text) const {
-    const std::string file = path_ + name;
-    std::FILE* f = std::fopen(file.c_str(), "wb");
-    std::fwrite(text.data(), 1, text.size(), f);
-    std::fclose(f);
-    return file;
-  }
-  std::string write_gz(const std::string& name, const std::string& text) const {
-    const std::string file = path_ + name;
-    gzFile gz = gzopen(file.c_str(), "wb6");
-    gzwrite(gz, text.data(), static_cast<unsigned>(text.size()));
-    gzclose(gz);
-    return file;
-  }
-  std::string read(const std::string& name) const {
-    std::string text;
-    std::FILE* f = std::fopen((path_ + name).c_str(), "rb");
-    if (f == nullptr) return "<missing>";
-    char buffer[65536];
-    std::size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0) text.append(buffer, n);
-    std::fclose(f);
-    return text;
-  }
+inline bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
- private:
-  std::string path_;
-};
+inline std::string write_gz(const std::string& file, const std::string& text) {
+  gzFile gz = gzopen(file.c_str(), "wb6");
+  gzwrite(gz, text.data(), static_cast<unsigned>(text.size()));
+  gzclose(gz);
+  return file;
+}
 
 inline std::string gunzip(const std::string& file) {
   gzFile gz = gzopen(file.c_str(), "rb");
   if (gz == nullptr) return "<missing>";
   std::string text;
   char buffer[65536];
-  int n;
-  while ((n = gzread(gz, buffer, sizeof buffer)) > 0) text.append(buffer, static_cast<std::size_t>(n));
+  for (int n; (n = gzread(gz, buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<std::size_t>(n));
   gzclose(gz);
   return text;
+}
+
+class TempDir {
+ public:
+  TempDir() {
+    char name[] = "/tmp/tevo-reads-XXXXXX";
+    path_ = mkdtemp(name) ? std::string(name) + "/" : "/tmp/";
+  }
+  ~TempDir() { std::system(("rm -rf '" + path_ + "'").c_str()); }
+  const std::string& path() const { return path_; }
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(path_ + name, std::ios::binary) << text;
+    return path_ + name;
+  }
+  std::string write_gz(const std::string& name, const std::string& text) const {
+    return reads_test::write_gz(path_ + name, text);
+  }
+  std::string read(const std::string& name) const {
+    std::ifstream in(path_ + name, std::ios::binary);
+    if (!in) return "<missing>";
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+
+ private:
+  std::string path_;
+};
+
+inline std::string reverse_complement(std::string s) {
+  std::string rc(s.rbegin(), s.rend());
+  for (char& c : rc) c = c == 'A' ? 'T' : c == 'C' ? 'G' : c == 'G' ? 'C' : 'A';
+  return rc;
 }
 
 struct Simulated {
@@ -90,13 +94,8 @@ inline Simulated simulate(std::size_t genome_length, std::size_t n_reads, std::s
   for (std::size_t i = 0; i < genome_length; ++i) s.genome += bases[rng() % 4];
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   for (std::size_t r = 0; r < n_reads; ++r) {
-    const std::size_t at = rng() % (genome_length - length + 1);
-    std::string read = s.genome.substr(at, length);
-    if (rng() % 2) {
-      std::string rc(read.rbegin(), read.rend());
-      for (char& c : rc) c = c == 'A' ? 'T' : c == 'C' ? 'G' : c == 'G' ? 'C' : 'A';
-      read = rc;
-    }
+    std::string read = s.genome.substr(rng() % (genome_length - length + 1), length);
+    if (rng() % 2) read = reverse_complement(read);
     s.truth.push_back(read);
     std::string q(length, 'I');
     for (std::size_t i = 0; i < length; ++i) {

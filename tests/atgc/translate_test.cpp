@@ -1,4 +1,4 @@
-// Translation against an oracle built from the codon lists of each amino acid.
+// Translation against an oracle built from the published standard code.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -9,18 +9,12 @@
 
 namespace {
 
+// NCBI translation table 1: codons in TCAG order of the first, second and
+// third base.
 std::map<std::string, char> standard_code() {
-  const std::map<char, std::vector<std::string>> codons = {
-      {'A', {"GCT", "GCC", "GCA", "GCG"}}, {'R', {"CGT", "CGC", "CGA", "CGG", "AGA", "AGG"}},
-      {'N', {"AAT", "AAC"}}, {'D', {"GAT", "GAC"}}, {'C', {"TGT", "TGC"}}, {'Q', {"CAA", "CAG"}},
-      {'E', {"GAA", "GAG"}}, {'G', {"GGT", "GGC", "GGA", "GGG"}}, {'H', {"CAT", "CAC"}},
-      {'I', {"ATT", "ATC", "ATA"}}, {'L', {"TTA", "TTG", "CTT", "CTC", "CTA", "CTG"}},
-      {'K', {"AAA", "AAG"}}, {'M', {"ATG"}}, {'F', {"TTT", "TTC"}}, {'P', {"CCT", "CCC", "CCA", "CCG"}},
-      {'S', {"TCT", "TCC", "TCA", "TCG", "AGT", "AGC"}}, {'T', {"ACT", "ACC", "ACA", "ACG"}},
-      {'W', {"TGG"}}, {'Y', {"TAT", "TAC"}}, {'V', {"GTT", "GTC", "GTA", "GTG"}}, {'*', {"TAA", "TAG", "TGA"}}};
+  const std::string amino = "FFLLSSSSYY**CC*WLLLLPPPPHHQQRRRRIIIMTTTTNNKKSSRRVVVVAAAADDEEGGGG", base = "TCAG";
   std::map<std::string, char> table;
-  for (const auto& entry : codons)
-    for (const auto& codon : entry.second) table[codon] = entry.first;
+  for (int i = 0; i < 64; ++i) table[{base[i / 16], base[i / 4 % 4], base[i % 4]}] = amino[i];
   return table;
 }
 
@@ -28,7 +22,6 @@ std::map<std::string, char> standard_code() {
 
 TEST(Translate, MatchesCodonListsOnRandomSequences) {
   const auto table = standard_code();
-  ASSERT_EQ(table.size(), 64u);
   std::mt19937 rng(17);
   const std::string letters = "ACGTACGTACGTacgtNUuRX";
   for (int trial = 0; trial < 200; ++trial) {

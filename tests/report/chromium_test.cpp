@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -14,86 +15,61 @@
 #include "report_test_util.h"
 
 using namespace tevo;
+using report_test::Table;
 
 namespace {
 
-struct Pixels {
-  int width = 0, height = 0;
-  std::vector<unsigned char> rgb;  // 3 bytes a pixel
-};
-
 unsigned long be32(const std::string& s, std::size_t at) {
-  return (static_cast<unsigned long>(static_cast<unsigned char>(s[at])) << 24) |
-         (static_cast<unsigned char>(s[at + 1]) << 16) | (static_cast<unsigned char>(s[at + 2]) << 8) |
-         static_cast<unsigned char>(s[at + 3]);
+  unsigned long v = 0;
+  for (int k = 0; k < 4; ++k) v = v << 8 | static_cast<unsigned char>(s[at + k]);
+  return v;
 }
 
-// Decodes an 8-bit RGB or RGBA, non-interlaced PNG (what the browser writes).
-bool decode_png(const std::string& file, Pixels* out) {
-  if (file.compare(0, 8, "\x89PNG\r\n\x1a\n") != 0) return false;
+// Dark (text, axes) and coloured (series, cells, links) pixels of an 8-bit
+// RGB or RGBA, non-interlaced PNG (what the browser writes); -1 if not one.
+struct Ink {
+  long dark = -1, coloured = -1;
+};
+
+Ink ink_of_png(const std::string& file, int* width) {
+  Ink ink;
+  if (file.compare(0, 8, "\x89PNG\r\n\x1a\n") != 0) return ink;
   std::string idat;
-  int channels = 0;
-  for (std::size_t at = 8; at + 8 <= file.size();) {
-    const unsigned long length = be32(file, at);
+  int channels = 0, height = 0;
+  for (std::size_t at = 8; at + 12 <= file.size(); at += 12 + be32(file, at)) {
     const std::string type = file.substr(at + 4, 4);
-    if (at + 12 + length > file.size()) return false;
     if (type == "IHDR") {
-      out->width = static_cast<int>(be32(file, at + 8));
-      out->height = static_cast<int>(be32(file, at + 12));
+      *width = static_cast<int>(be32(file, at + 8));
+      height = static_cast<int>(be32(file, at + 12));
       const int depth = file[at + 16], colour = file[at + 17], interlace = file[at + 20];
-      if (depth != 8 || interlace != 0 || (colour != 2 && colour != 6)) return false;
+      if (depth != 8 || interlace != 0 || (colour != 2 && colour != 6)) return ink;
       channels = colour == 2 ? 3 : 4;
     } else if (type == "IDAT") {
-      idat += file.substr(at + 8, length);
+      idat += file.substr(at + 8, be32(file, at));
     }
-    at += 12 + length;
   }
-  if (!channels) return false;
-  const std::size_t stride = static_cast<std::size_t>(out->width) * channels;
-  std::vector<unsigned char> raw((stride + 1) * out->height);
+  const std::size_t stride = static_cast<std::size_t>(*width) * channels;
+  std::vector<unsigned char> raw((stride + 1) * height), prev(stride, 0), line(stride);
   uLongf size = raw.size();
-  if (uncompress(raw.data(), &size, reinterpret_cast<const Bytef*>(idat.data()), idat.size()) != Z_OK) return false;
-  std::vector<unsigned char> prev(stride, 0), line(stride);
-  out->rgb.resize(static_cast<std::size_t>(out->width) * out->height * 3);
-  for (int y = 0; y < out->height; ++y) {
-    const unsigned char filter = raw[y * (stride + 1)];
-    const unsigned char* src = &raw[y * (stride + 1) + 1];
-    for (std::size_t i = 0; i < stride; ++i) {
-      const int a = i >= static_cast<std::size_t>(channels) ? line[i - channels] : 0, b = prev[i],
-                c = i >= static_cast<std::size_t>(channels) ? prev[i - channels] : 0;
-      int predictor = 0;
-      switch (filter) {
-        case 1: predictor = a; break;
-        case 2: predictor = b; break;
-        case 3: predictor = (a + b) / 2; break;
-        case 4: {
-          const int p = a + b - c, pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
-          predictor = pa <= pb && pa <= pc ? a : pb <= pc ? b : c;
-          break;
-        }
-        default: predictor = 0;
-      }
+  if (!channels || uncompress(raw.data(), &size, reinterpret_cast<const Bytef*>(idat.data()), idat.size()) != Z_OK)
+    return ink;
+  ink = {0, 0};
+  for (int y = 0; y < height; ++y) {
+    const unsigned char filter = raw[y * (stride + 1)], *src = &raw[y * (stride + 1) + 1];
+    for (std::size_t i = 0; i < stride; ++i) {  // undo the PNG row filters
+      const bool left = i >= static_cast<std::size_t>(channels);
+      const int a = left ? line[i - channels] : 0, b = prev[i], c = left ? prev[i - channels] : 0;
+      const int p = a + b - c, pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
+      const int predictor = filter == 1 ? a : filter == 2 ? b : filter == 3 ? (a + b) / 2
+                          : filter == 4 ? (pa <= pb && pa <= pc ? a : pb <= pc ? b : c) : 0;
       line[i] = static_cast<unsigned char>(src[i] + predictor);
     }
-    for (int x = 0; x < out->width; ++x)
-      for (int k = 0; k < 3; ++k) out->rgb[(static_cast<std::size_t>(y) * out->width + x) * 3 + k] = line[x * channels + k];
+    for (std::size_t x = 0; x < stride; x += channels) {
+      const int hi = std::max({line[x], line[x + 1], line[x + 2]}), lo = std::min({line[x], line[x + 1], line[x + 2]});
+      ink.dark += hi < 90;
+      ink.coloured += hi - lo > 60;
+    }
     prev = line;
-  }
-  return true;
-}
-
-struct Ink {
-  long dark = 0;      // text and axes
-  long coloured = 0;  // series, cells, links
-};
-
-Ink ink(const Pixels& p) {
-  Ink ink;
-  for (std::size_t i = 0; i + 2 < p.rgb.size(); i += 3) {
-    const int r = p.rgb[i], g = p.rgb[i + 1], b = p.rgb[i + 2];
-    const int hi = std::max({r, g, b}), lo = std::min({r, g, b});
-    if (hi < 90) ++ink.dark;
-    if (hi - lo > 60) ++ink.coloured;
   }
   return ink;
 }
@@ -105,10 +81,10 @@ Ink screenshot(const std::string& page, const std::string& png) {
                               shell_quote(profile.dir()) + " --screenshot=" + shell_quote(png) +
                               " --window-size=1000,800 " + shell_quote("file://" + page) + " >/dev/null 2>&1";
   EXPECT_EQ(std::system(command.c_str()), 0) << page;
-  Pixels pixels;
-  EXPECT_TRUE(decode_png(report_test::slurp(png), &pixels)) << png;
-  EXPECT_EQ(pixels.width, 1000);
-  return ink(pixels);
+  int width = 0;
+  const Ink ink = ink_of_png(report_test::slurp(png), &width);
+  EXPECT_EQ(width, 1000) << png;
+  return ink;
 }
 
 }  // namespace
@@ -117,45 +93,32 @@ TEST(ReportBrowser, EveryChartTypePaintsInHeadlessChromium) {
   if (find_tool("chromium").empty()) GTEST_SKIP() << "chromium is not installed";
   report_test::Scratch scratch;
   const std::string dir = scratch.dir();
-  std::vector<std::vector<double>> cells(24, std::vector<double>(24));
-  std::vector<double*> rows;
-  for (int r = 0; r < 24; ++r) {
-    for (int c = 0; c < 24; ++c)
-      cells[r][c] = r == c ? 0 : std::exp(-std::abs(r - c) / 3.0) * (1 + std::sin(r * c * 0.3)) / 2;
-    rows.push_back(cells[r].data());
-  }
-  std::vector<std::vector<double>> curves(24, std::vector<double>(3));
-  std::vector<double*> curve_rows;
-  for (int r = 0; r < 24; ++r) {
-    curves[r] = {r + 1.0, 50 * std::exp(-r / 6.0) + 2 * std::sin(r), 10 + r * 0.8 + 3 * std::cos(r / 2.0)};
-    curve_rows.push_back(curves[r].data());
-  }
+  Table<double> cells(24, 24, [](int r, int c) {
+    return r == c ? 0 : std::exp(-std::abs(r - c) / 3.0) * (1 + std::sin(r * c * 0.3)) / 2;
+  });
+  Table<double> curves(24, 3, [](int r, int c) {
+    return c == 0 ? r + 1.0 : c == 1 ? 50 * std::exp(-r / 6.0) + 2 * std::sin(r) : 10 + r * 0.8 + 3 * std::cos(r / 2.0);
+  });
+  Table<double> msa(12, 40, [](int r, int c) { return static_cast<double>((r * 3 + c * 7) % 21); });
   std::vector<std::string> labels;
   for (int k = 0; k < 24; ++k) labels.push_back(std::string(1, "ACDEFGHIKLMNPQRSTVWY"[k % 20]) + std::to_string(k + 1));
   const std::vector<std::string> sides = {"top", "right", "bottom", "left"};
   auto make = [&](const std::string& type, const std::string& postfix) {
+    const bool table = type == "line" || type == "scatter" || type == "bar";
     Javas<double> js(dir, "job", sides);
-    js.set_param(24, type == "line" || type == "scatter" || type == "bar" ? 3 : 24, 30, 25, 75, 60, 600, 400, 0);
+    js.set_param(24, table ? 3 : 24, 30, 25, 75, 60, 600, 400, 0);
     js.set_postfix(postfix);
     js.set_labels(labels, labels);
     js.set_legend("Weak", "Strong");
-    const bool table = type == "line" || type == "scatter" || type == "bar";
-    return js.plotting(type, table ? curve_rows.data() : rows.data(), {"Chart of " + type, "Amino acid", "Score <i>s</i>", "first", "second"});
+    return js.plotting(type, (table ? curves : cells).rows.data(),
+                       {"Chart of " + type, "Amino acid", "Score <i>s</i>", "first", "second"});
   };
-  std::vector<std::pair<std::string, std::string>> pages = {{"line", make("line", "line")},
-                                                            {"scatter", make("scatter", "scatter")},
-                                                            {"bar", make("bar", "bar")},
-                                                            {"heatmap", make("heatmap", "heatmap")},
-                                                            {"chord", make("chord", "_chord")}};
-  std::vector<std::vector<double>> msa(12, std::vector<double>(40));
-  std::vector<double*> msa_rows;
-  for (int r = 0; r < 12; ++r) {
-    for (int c = 0; c < 40; ++c) msa[r][c] = (r * 3 + c * 7) % 21;
-    msa_rows.push_back(msa[r].data());
-  }
+  std::vector<std::pair<std::string, std::string>> pages;
+  for (const std::string type : {"line", "scatter", "bar", "heatmap", "chord"})
+    pages.push_back({type, make(type, type == "chord" ? "_chord" : type)});
   Javas<double> alignment(dir, "job");
   alignment.set_postfix("msa_trimmed");
-  pages.push_back({"alignment", alignment.write_mtx_in_javas("heatmap", msa_rows.data(), 12, 40, "Position", "Sequence",
+  pages.push_back({"alignment", alignment.write_mtx_in_javas("heatmap", msa.rows.data(), 12, 40, "Position", "Sequence",
                                                               "Amino Acid", "-ACDEFGHIKLMNPQRSTVWY", {50, 60, 75, 60, 120, 50},
                                                               {1, 1, 2})});
   NGL<double> ngl(dir, "job");

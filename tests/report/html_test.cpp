@@ -9,17 +9,8 @@
 
 using namespace tevo;
 using report_test::count;
+using report_test::has;
 using report_test::slurp;
-
-namespace {
-
-void touch(const std::string& path, const std::string& text = "x") {
-  FILE* f = std::fopen(path.c_str(), "w");
-  std::fputs(text.c_str(), f);
-  std::fclose(f);
-}
-
-}  // namespace
 
 TEST(ReportHtml, BlockFilesByExactNameThenByPrefix) {
   const std::vector<std::string> files = {"job_chpso_optimizer.csv", "job_chpso_optimizer.html", "job_chpso_optimizer_x.csv",
@@ -43,44 +34,39 @@ TEST(ReportHtml, PageFromTheRecordWithChartsTablesNotesAndOtherFiles) {
   js.set_postfix("chpso_optimizer");
   js.plotting("line", curve, {"Curve <1>", "Iteration", "Best-so-far"});
   append_record_block(log, "1-1-1-0", "CHPSO optimizer", "Convergence <b>characteristics</b>.", "chpso_optimizer");
-  touch(dir + "job_sequence_similarity.csv", "# Identity and counts\n0.01,4\n0.02,<7>\n");
+  write_string(dir + "job_sequence_similarity.csv", "# Identity and counts\n0.01,4\n0.02,<7>\n");
   append_record_block(log, "1-1-1-0", "Sequence similarity", "Distribution of similarities.",
                       dir + "job_sequence_similarity");
   write_string(log, "#WLA#<b>MSA (effective)</b>: 3.5 samples\n", "a+");
-  touch(dir + "notes.txt");
-  touch(dir + "optifel_job.log", "1-1-1-2\nOptiFel Comparison & more.\n");
-  touch(dir + "other_job2.log", "1-1-1-0\nNot this job\n");
+  write_string(dir + "notes.txt", "x");
+  write_string(dir + "optifel_job.log", "1-1-1-2\nOptiFel Comparison & more.\n");
+  write_string(dir + "other_job2.log", "1-1-1-0\nNot this job\n");
 
   HTML<double> page(dir, "job");
   JobInfo job;
-  job.jobid = "42";
   job.taskname = "Task <one> & \"two\"";
-  job.username = "ana";
   job.completed = "3";
   page.set_job(job);
   EXPECT_EQ(page.report(), 3);
   EXPECT_EQ(page.records, (std::vector<std::string>{"job.log", "optifel_job.log"}));
   const std::string html = slurp(dir + "index.html");
-  EXPECT_EQ(html.compare(0, 15, "<!DOCTYPE html>"), 0);
-  EXPECT_NE(html.find("<h1>Task &lt;one&gt; &amp; &quot;two&quot;</h1>"), std::string::npos);
-  EXPECT_NE(html.find("<td>42</td>"), std::string::npos);
-  EXPECT_NE(html.find("3 completed, 0 waiting, 0 running"), std::string::npos);
+  EXPECT_TRUE(has(html, "<h1>Task &lt;one&gt; &amp; &quot;two&quot;</h1>"));
+  EXPECT_TRUE(has(html, "3 completed, 0 waiting, 0 running"));
   // the chart is lifted into the page, once, with its escaped title
   EXPECT_EQ(count(html, "<svg"), 1);
-  EXPECT_NE(html.find("Curve &lt;1&gt;"), std::string::npos);
-  EXPECT_NE(html.find("Convergence <b>characteristics</b>."), std::string::npos);
+  EXPECT_TRUE(has(html, "Curve &lt;1&gt;"));
+  EXPECT_TRUE(has(html, "Convergence <b>characteristics</b>."));
   // a block with a table and no chart shows a preview, escaped
-  EXPECT_NE(html.find("<td>0.02</td><td>&lt;7&gt;</td>"), std::string::npos);
-  EXPECT_NE(html.find("<li><b>MSA (effective)</b>: 3.5 samples</li>"), std::string::npos);
-  EXPECT_NE(html.find("OptiFel Comparison &amp; more."), std::string::npos);
-  EXPECT_EQ(html.find("Not this job"), std::string::npos);
+  EXPECT_TRUE(has(html, "<td>0.02</td><td>&lt;7&gt;</td>"));
+  EXPECT_TRUE(has(html, "<li><b>MSA (effective)</b>: 3.5 samples</li>"));
+  EXPECT_TRUE(has(html, "OptiFel Comparison &amp; more."));
+  EXPECT_FALSE(has(html, "Not this job"));
   // unclaimed files are listed, records are not
   const std::size_t others = html.find("Other files");
   ASSERT_NE(others, std::string::npos);
   EXPECT_NE(html.find("href=\"notes.txt\"", others), std::string::npos);
   EXPECT_EQ(html.find("job_chpso_optimizer.html\"", others), std::string::npos);
   EXPECT_EQ(html.find(".log\"", others), std::string::npos);
-  EXPECT_EQ(count(html, "<section"), count(html, "</section>"));
 }
 
 TEST(ReportHtml, EmptyJobAndMatrixTable) {
@@ -91,10 +77,10 @@ TEST(ReportHtml, EmptyJobAndMatrixTable) {
   float a[] = {1.5f, 2}, b[] = {3, 4};
   float* m[] = {a, b};
   const std::string table = HTML<float>::table(m, 2, 2, {"x<sub>1</sub>", "y"}, {"r&d"}, 1);
-  EXPECT_NE(table.find("<th>x<sub>1</sub></th>"), std::string::npos);
-  EXPECT_NE(table.find("<th>r&amp;d</th><td>1.5</td><td>2</td>"), std::string::npos);
-  EXPECT_EQ(table.find("<td>3</td>"), std::string::npos);
-  EXPECT_NE(table.find("first 1 of 2 rows shown"), std::string::npos);
+  EXPECT_TRUE(has(table, "<th>x<sub>1</sub></th>"));
+  EXPECT_TRUE(has(table, "<th>r&amp;d</th><td>1.5</td><td>2</td>"));
+  EXPECT_FALSE(has(table, "<td>3</td>"));
+  EXPECT_TRUE(has(table, "first 1 of 2 rows shown"));
 }
 
 TEST(ReportHtml, BlockWithoutBaseTakesTheFilesNamedAfterItsTitle) {
@@ -106,8 +92,8 @@ TEST(ReportHtml, BlockWithoutBaseTakesTheFilesNamedAfterItsTitle) {
   js.set_param(2, 2, {});
   js.set_postfix("residue_contact");
   js.plotting("heatmap", m, {"", "Amino acid", "Amino acid"});
-  touch(dir + "job_residue_contact.csv", "1,2,3.8\n");
-  touch(dir + "job_residue_contacts.csv");  // another name: not the block's
+  write_string(dir + "job_residue_contact.csv", "1,2,3.8\n");
+  write_string(dir + "job_residue_contacts.csv", "x");  // another name: not the block's
   append_record_block(record_path(dir, "job"), "1-1-1-0", "Residue  <b>contact</b>", "Contacts.");
   HTML<double> page(dir, "job");
   EXPECT_EQ(page.report(), 1);

