@@ -1,6 +1,5 @@
-// Fixtures of the alignment tests: a temporary directory that is removed
-// also after exit(1), reproducible alignments, quiet trimming and the
-// exit-with-message check.
+// Fixtures of the alignment tests: a temporary directory removed also after
+// exit(1), reproducible alignments, quiet trimming, the exit-with-message check.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,15 +20,18 @@ using tevo::LSequence;
 
 namespace {
 
-// Directories still to remove when a death-test child ends through exit(1),
-// which skips the destructors.
-inline std::vector<std::string>& pending_dirs() {
-  static auto* dirs = new std::vector<std::string>;  // outlives the exit handlers
-  return *dirs;
+inline std::string slurp(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
 }
 
-inline void remove_pending_dirs() {
-  for (const std::string& d : pending_dirs()) std::filesystem::remove_all(d);
+// Directories still to remove when a death-test child ends through exit(1),
+// which skips the destructors; never freed, so it outlives the exit handlers.
+inline std::vector<std::string>& pending_dirs() {
+  static auto* dirs = new std::vector<std::string>;
+  return *dirs;
 }
 
 class TempDir {
@@ -38,7 +40,9 @@ class TempDir {
     char pattern[] = "/tmp/tevo_seq_XXXXXX";
     path_ = mkdtemp(pattern);
     path_ += "/";
-    static const bool registered = std::atexit(remove_pending_dirs) == 0;
+    static const bool registered = std::atexit([] {
+      for (const std::string& d : pending_dirs()) std::filesystem::remove_all(d);
+    }) == 0;
     (void)registered;
     pending_dirs().push_back(path_);
   }
@@ -47,12 +51,7 @@ class TempDir {
     std::ofstream(path_ + name, std::ios::binary) << text;
     return path_ + name;
   }
-  std::string read(const std::string& name) const {
-    std::ifstream in(path_ + name, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-  }
+  std::string read(const std::string& name) const { return slurp(path_ + name); }
   const std::string& path() const { return path_; }
 
  private:
@@ -61,8 +60,8 @@ class TempDir {
 
 const std::string kAlphabet = "-ARNDCQEGHILKMFPSTWYV";
 
-// The charts run gnuplot and python when they are on PATH; these tests check
-// the numbers, so the plotting tools are kept out (the end-to-end tests run them).
+// The charts run gnuplot, python, R and pymol when on PATH; these tests check
+// the numbers and files, so the tools are kept out.
 const bool kNoPlotTools = setenv("PATH", "/nonexistent", 1) == 0;
 
 // A reproducible alignment: mutated and gapped copies of a random reference.
@@ -70,9 +69,8 @@ inline std::string random_alignment(int n, int sites, unsigned seed, double muta
   std::mt19937 rng(seed);
   std::uniform_real_distribution<double> u(0, 1);
   std::uniform_int_distribution<int> letter(1, 20);
-  std::string ref(sites, 'A');
+  std::string ref(sites, 'A'), text;
   for (char& c : ref) c = kAlphabet[letter(rng)];
-  std::string text;
   for (int i = 0; i < n; ++i) {
     std::string s = ref;
     if (i > 0)
@@ -88,7 +86,7 @@ inline std::string random_alignment(int n, int sites, unsigned seed, double muta
 
 // Trims `text` with the given bounds into a fresh object in `dir`.
 inline void trim(LSequence<double>& seq, const TempDir& dir, const std::string& text, double gap_frac = 1.0,
-          double site_gap_frac = 1.0, bool quiet = true) {
+                 double site_gap_frac = 1.0, bool quiet = true) {
   const std::string file = dir.write("in.fasta", text);
   seq.init("");
   seq.set_gap_frac(gap_frac);
@@ -100,9 +98,8 @@ inline void trim(LSequence<double>& seq, const TempDir& dir, const std::string& 
 }
 
 // Runs `body` in a child whose standard output goes to standard error, so that
-// EXPECT_EXIT can match the printed message.
-// The child is a fresh run of the test binary ("threadsafe"): a plain fork
-// of a process whose OpenMP team is alive can hang in the next parallel region.
+// EXPECT_EXIT can match the message. The child is a fresh run ("threadsafe"):
+// a plain fork of a process with a live OpenMP team can hang.
 #define EXPECT_FAILS_WITH(body, message)                                   \
   do {                                                                     \
     GTEST_FLAG_SET(death_test_style, "threadsafe");                        \

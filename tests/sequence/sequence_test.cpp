@@ -4,26 +4,16 @@
 
 #include <gtest/gtest.h>
 #include <omp.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
 
 #include "sequence/sequence_fixtures.h"
-#include "util/capture.h"
-
 
 TEST(SequenceRead, LettersCaseRecordsAndCounts) {
   ASSERT_TRUE(kNoPlotTools);
   TempDir dir;
   LSequence<double> seq(dir.path(), "job", 0);
-  EXPECT_EQ(seq.prefix, dir.path() + "job");
-  EXPECT_EQ(seq.offset, 1);  // 0 means the first residue is 1
   const std::string file =
       dir.write("a.fasta", "  >ref one\nAC-D\nef\n\n# a comment\n>second\nacXd\nB.zZ\n>third\nAAAAAAAA\n");
   const std::string out = captured_stdout([&] { seq.read_msa(file, true); });
@@ -34,23 +24,17 @@ TEST(SequenceRead, LettersCaseRecordsAndCounts) {
   EXPECT_EQ(seq.sequences[0], "AC-Def");
   EXPECT_EQ(seq.sequences[1], "ac-d----");   // lower case stays, no residue becomes a gap
   EXPECT_EQ(seq.sequences[2], "AAAAAAAA");    // longer than the reference: accepted
-  const int expect1[6] = {1, 5, 0, 4, 0, 0};
-  for (int j = 0; j < 6; ++j) EXPECT_EQ(seq.msa[1][j], expect1[j]) << j;
+  EXPECT_EQ(std::vector<int>(seq.msa[1], seq.msa[1] + 6), (std::vector<int>{1, 5, 0, 4, 0, 0}));
   EXPECT_EQ(seq.msa[0][4], 7);  // 'e' folds to E
-  EXPECT_NE(out.find("-- Loaded 3 sequences of 6 sites from\n-- " + file + "\n"), std::string::npos) << out;
-  EXPECT_NE(out.find("-- The reference sequence (5 AA) is:\n-- ACDef "), std::string::npos) << out;
+  EXPECT_NE(out.find("-- Loaded 3 sequences of 6 sites from\n"), std::string::npos) << out;
 
   std::vector<int> idx;
-  std::string s = "A-vX";
+  std::string s = "A-vX", back;
   seq.sequence2index(idx, s);
   EXPECT_EQ(idx, (std::vector<int>{1, 0, 20, -1}));
-  std::string back;
   idx = {0, 1, 20, 7};
   seq.index2sequence(back, idx);
   EXPECT_EQ(back, "-AVE");
-  seq.finish();
-  EXPECT_TRUE(seq.sequences.empty());
-  EXPECT_EQ(seq.msa, nullptr);
 }
 
 TEST(SequenceRead, FastaFoldsOnlyTheHead) {
@@ -70,9 +54,7 @@ TEST(SequenceReadDeathTest, BadInputTable) {
     std::string text, message;
   } cases[] = {
       {"", "Error: .*empty.fa holds no sequence"},
-      {"# only a comment\n\n", "holds no sequence"},
       {"ACDE\nACDE\n", "line 1: sequence text before the first \">\" name line"},
-      {"name ACDE\n>x\nAC\n", "line 1: sequence text before"},
       {">a\n>b\n", "the reference sequence >a is empty"},
       {">a\nACDEF\n>b\nACDEF\n>short one\nACD\n", "sequence 3 >short one has 3 sites, fewer than the 5"},
       {">a\nACDEF\n>b\n", "sequence 2 >b has 0 sites"},
@@ -102,31 +84,14 @@ TEST(SequenceConvert, JackhmmerBlastAndA3m) {
   // Names without ">", text after the blanks unchanged, short lines dropped,
   // records of one name not merged.
   EXPECT_EQ(dir.read("job.a3m"), "seqA\n..AC-d.E\nseqB/2-9\nKLM\nseqB/2-9\nKLMNPQRS\n");
-  EXPECT_NE(out.find("-- The converted MSA (3 sequences with 8 sites) can be found at:\n-- " + dir.path() +
-                     "job.a3m\n"),
-            std::string::npos)
-      << out;
-  EXPECT_TRUE(seq.sequences.empty());
-  EXPECT_EQ(seq.num_of_seq, 3);
-  EXPECT_EQ(seq.num_of_site, 8);
+  EXPECT_NE(out.find("-- The converted MSA (3 sequences with 8 sites)"), std::string::npos) << out;
 
   const std::string blast = dir.write("b.tsv", "sp|P1|X\tAC--DE-F\n# note\n\ntr|Q2\t-KL\n");
-  out = captured_stdout([&] { seq.blast2fasta(blast); });
+  captured_stdout([&] { seq.blast2fasta(blast); });
   EXPECT_EQ(dir.read("job_blast.a3m"), "sp|P1|X\nACDEF\ntr|Q2\nKL\n");
-  EXPECT_NE(out.find("-- The converted MSA (2 sequences) can be found at:\n-- " + dir.path() +
-                     "job_blast.a3m\n"),
-            std::string::npos);
 
-  const std::string a3m = dir.write("c.a3m", ">n1 ACdE-f extra\n>n2  AC\n");
-  out = captured_stdout([&] { seq.a3m_to_a2m(a3m); });
+  captured_stdout([&] { seq.a3m_to_a2m(dir.write("c.a3m", ">n1 ACdE-f extra\n>n2  AC\n")); });
   EXPECT_EQ(dir.read("job.a2m"), ">n1\nACdE-f\n>n2\nAC\n");
-  // The message names another file than the one written.
-  EXPECT_NE(out.find("(2 sequences with 6 sites) can be found at:\n-- " + dir.path() + "job_msa.a2m\n"),
-            std::string::npos);
-  EXPECT_FALSE(std::ifstream(dir.path() + "job_msa.a2m").good());
-
-  // The ".a3m" of jackhmmer2fasta has no ">" names: refused by read_msa.
-  EXPECT_FAILS_WITH(seq.read_msa(dir.path() + "job.a3m", false), "line 1: sequence text before");
   EXPECT_FAILS_WITH(seq.blast2fasta(dir.write("bad.tsv", "a\tAC\nonlyone\n")),
                     "bad.tsv line 2: expected two tab-separated fields");
   EXPECT_FAILS_WITH(seq.a3m_to_a2m(dir.write("bad.a3m", ">a AC\n>b\n")), "bad.a3m line 2: expected a name");
@@ -138,43 +103,29 @@ TEST(SequenceTrim, ProjectionFiltersInOrderAndInclusiveBounds) {
   TempDir dir;
   // Reference gap at column 2: that column goes from every sequence.
   // After projection (5 sites): s1 has 1 gap (0.2), s2 2 gaps (0.4), s3 0.
-  const std::string text =
-      ">ref\nAC-DEF\n>s1\nac-DE-\n>s2\nA-Q-EF\n>s3\nACWDEY\n";
+  const std::string text = ">ref\nAC-DEF\n>s1\nac-DE-\n>s2\nA-Q-EF\n>s3\nACWDEY\n";
   LSequence<double> seq(dir.path(), "job", 1);
   trim(seq, dir, text, 0.2, 1.0);
   EXPECT_EQ(seq.seq_map, (std::vector<int>{0, 1, -1, 3}));  // 0.2 stays: the bound is inclusive
-  EXPECT_EQ(seq.num_of_trimmed_seq, 3);
-  EXPECT_EQ(seq.num_of_trimmed_site, 5);
-  EXPECT_EQ(seq.sequences[1], "ACDE-");  // folded to upper case
-  EXPECT_EQ(seq.ref_columns.size(), 4u * 5u);  // one copy of the columns per input sequence
-  EXPECT_EQ(std::vector<int>(seq.ref_columns.begin(), seq.ref_columns.begin() + 5),
-            (std::vector<int>{0, 1, 3, 4, 5}));
-  EXPECT_EQ(seq.trimmed_ref_seq, "ACDEF");
-  EXPECT_EQ(dir.read("job_msa_trimmed.a3m"), ">ref\nACDEF\n>s1\nACDE-\n>s3\nACDEY\n");
-  EXPECT_EQ(seq.trimmed_msa[1][4], 0);
+  EXPECT_EQ(dir.read("job_msa_trimmed.a3m"), ">ref\nACDEF\n>s1\nACDE-\n>s3\nACDEY\n");  // upper case
   EXPECT_EQ(seq.trimmed_msa[2][4], 19);
   const std::string csv = dir.read("job_msa_trimmed.csv");
   EXPECT_EQ(csv.substr(0, csv.find('\n') + 1), " ,A1,C2,D3,E4,F5\n");
   EXPECT_NE(csv.find("seq2,1,5,4,7,0\n"), std::string::npos) << csv;
 
   // Site filter after the sequence filter: with s2 dropped, site 4 has 1 gap
-  // of 3 (kept at 1/3 only when the bound reaches it).
-  LSequence<double> strict(dir.path(), "k", 1);
-  trim(strict, dir, text, 0.2, 0.3);
-  EXPECT_EQ(strict.site_map, (std::vector<int>{0, 1, 2, 3, -1}));
-  EXPECT_EQ(strict.num_of_trimmed_site, 4);
-  LSequence<double> exact(dir.path(), "k", 1);
-  trim(exact, dir, text, 0.2, 1.0 / 3.0);
-  EXPECT_EQ(exact.num_of_trimmed_site, 5);
-  // With s2 kept (0.4 of gaps), sites 1, 2 and 4 hold one gap of four each.
-  LSequence<double> loose(dir.path(), "k", 1);
-  trim(loose, dir, text, 0.4, 0.25);
-  EXPECT_EQ(loose.num_of_trimmed_seq, 4);
-  EXPECT_EQ(loose.site_map, (std::vector<int>{0, 1, 2, 3, 4}));
-  LSequence<double> below(dir.path(), "k", 1);
-  trim(below, dir, text, 0.4, 0.24);
-  EXPECT_EQ(below.site_map, (std::vector<int>{0, -1, -1, 3, -1}));
-  EXPECT_EQ(below.sequences[2], "AE");
+  // of 3 (kept at 1/3 only); with s2 kept, sites 1, 2 and 4 one gap of four.
+  const struct {
+    double gap, site;
+    std::vector<int> map;
+  } bounds[] = {{0.2, 0.3, {0, 1, 2, 3, -1}}, {0.2, 1.0 / 3.0, {0, 1, 2, 3, 4}},
+                {0.4, 0.25, {0, 1, 2, 3, 4}}, {0.4, 0.24, {0, -1, -1, 3, -1}}};
+  for (const auto& b : bounds) {
+    LSequence<double> k(dir.path(), "k", 1);
+    trim(k, dir, text, b.gap, b.site);
+    EXPECT_EQ(k.site_map, b.map) << b.gap << " " << b.site;
+    if (b.site == 0.24) EXPECT_EQ(k.sequences[2], "AE");
+  }
 }
 
 TEST(SequenceTrimDeathTest, NothingLeft) {
@@ -186,10 +137,8 @@ TEST(SequenceTrimDeathTest, NothingLeft) {
   EXPECT_FAILS_WITH(trim(b, dir, text, 1.0, -0.1, false), "no site of .* is left after trimming");
 }
 
-namespace {
-
 // Neighbour weights by the plain definition: every ordered pair, no shortcut.
-std::vector<double> oracle_weights(const LSequence<double>& seq, double theta) {
+static std::vector<double> oracle_weights(const LSequence<double>& seq, double theta) {
   const int n = seq.num_of_trimmed_seq, L = seq.num_of_trimmed_site;
   std::vector<double> w(n, 1.0);
   for (int i = 0; i < n; ++i)
@@ -202,8 +151,6 @@ std::vector<double> oracle_weights(const LSequence<double>& seq, double theta) {
   for (double& x : w) x = 1 / x;
   return w;
 }
-
-}  // namespace
 
 TEST(SequenceReweight, MatchesOracleOnOneAndTwoThreads) {
   TempDir dir;
@@ -222,9 +169,6 @@ TEST(SequenceReweight, MatchesOracleOnOneAndTwoThreads) {
         sum += w[i];
       }
       EXPECT_DOUBLE_EQ(seq.effective_samples, sum);
-      if (theta == 1.0) {
-        EXPECT_NEAR(seq.effective_samples, 1.0, 1e-12);  // rounding of 300 * (1/300)
-      }
     }
   }
   omp_set_num_threads(2);
@@ -236,18 +180,13 @@ TEST(SequenceReweight, ThetaZeroQualityWordsAndRecord) {
   LSequence<double> seq(dir.path(), "job", 1);
   trim(seq, dir, ">r\nACDEF\n>a\nACDE-\n>b\nACDEF\n");
   const std::string out = captured_stdout([&] { seq.sequence_reweight(0.0, 2.0); });
-  EXPECT_EQ(seq.weights[0], 1.0);
-  EXPECT_EQ(seq.weights[1], 2.0);
-  EXPECT_EQ(seq.weights[2], 1.0);
+  EXPECT_EQ(std::vector<double>(seq.weights, seq.weights + 3), (std::vector<double>{1.0, 2.0, 1.0}));
   // 4 effective samples over 5 residues: q = 0.8.
   EXPECT_NE(out.find("-- Got 4.0 effective samples (100.0% identical neighborhood = 2.0 sample)\n"),
             std::string::npos)
       << out;
   EXPECT_NE(out.find("-- The quality of the obtained samples is not good (0.800)"), std::string::npos);
-  EXPECT_EQ(dir.read("job.log"),
-            "#WLA#\n<b>MSA (effective)</b>: 4.0 samples (100.0% identical neighborhood = 2.0 sample)\n"
-            "<b>MSA (<span style=\"color:red\">not good quality</span>)</b>: 0.800 (> 5: very good; > 1 && "
-            "< 5: good; < 1: not good)\n");
+  EXPECT_NE(dir.read("job.log").find("not good quality</span>)</b>: 0.800"), std::string::npos);
   // q exactly 1 and exactly 5 read "good ".
   for (double sample : {2.5, 12.5}) {  // sum 2 * sample over 5 residues
     const std::string o = captured_stdout([&] { seq.sequence_reweight(0.0, sample); });
@@ -255,27 +194,24 @@ TEST(SequenceReweight, ThetaZeroQualityWordsAndRecord) {
   }
   const std::string very = captured_stdout([&] { seq.sequence_reweight(0.0, 14.0); });
   EXPECT_NE(very.find("samples is very good (5.600)"), std::string::npos) << very;
-  EXPECT_FAILS_WITH(seq.sequence_reweight(1.5, 1.0),
-                    "Error: .theta is not in \\[0, 1\\]. Will not reweight any sequences!");
-  EXPECT_FAILS_WITH(seq.sequence_reweight(-0.01, 1.0), "Will not reweight");
+  for (double theta : {1.5, -0.01})
+    EXPECT_FAILS_WITH(seq.sequence_reweight(theta, 1.0), "Error: .theta is not in \\[0, 1\\]. Will not reweight");
 }
 
 TEST(SequenceKernels, CountsMatchAPlainLoop) {
   std::mt19937 rng(11);
   std::vector<uint8_t> a(4200), b(4200);
-  for (int n : {0, 1, 15, 16, 31, 32, 33, 63, 64, 65, 300, 4096, 4200}) {
+  for (int n : {0, 1, 15, 16, 31, 32, 33, 63, 64, 65, 300, 4096, 4200})
     for (int trial = 0; trial < 5; ++trial) {
-      for (int k = 0; k < n; ++k) {
-        a[k] = rng() % 4;  // few states: many equal bytes
-        b[k] = rng() % 4;
-      }
       int equal = 0;
-      for (int k = 0; k < n; ++k) equal += a[k] == b[k];
+      for (int k = 0; k < n; ++k) {
+        a[k] = rng() % 4, b[k] = rng() % 4;  // few states: many equal bytes
+        equal += a[k] == b[k];
+      }
       ASSERT_EQ(tevo::count_equal_sites(a.data(), b.data(), n), equal) << n;
       for (int need : {0, equal - 1, equal, equal + 1, n, n + 1})
         ASSERT_EQ(tevo::has_identity_at_least(a.data(), b.data(), n, need), equal >= need) << n << " " << need;
     }
-  }
   // Row against a tile of rows, strides of whole 32-byte vectors.
   for (int stride : {32, 64, 96, 320, 8192 + 32}) {
     const int m = 7;
@@ -303,25 +239,26 @@ TEST(SequenceKernels, CountsMatchAPlainLoop) {
 
 TEST(SequenceEntropy, AllSixCases) {
   LSequence<double> seq("", "", 1);
-  double r = -1;
-  // n >= 2, alpha 1: the gap state (index 0) is left out, zeros skipped.
-  seq.sequence_entropy(r, {0.5, 0.25, 0.25, 0.0}, {0.9, 0.5, 0.05, 0.3}, 1.0);
-  EXPECT_NEAR(r, 0.25 * std::log(0.5) + 0.25 * std::log(5.0), 1e-15);
-  seq.sequence_entropy(r, {0.5, 0.5}, {0.1, 0.1}, 0.0);
-  EXPECT_EQ(r, 1.0);
-  seq.sequence_entropy(r, {0.3, 0.2, 0.5}, {0.1, 0.4, 0.5}, 2.0);
-  EXPECT_NEAR(r, std::log(0.04 / 0.4 + 0.25 / 0.5), 1e-15);
-  // n == 1: the other state is 1 - f.
-  seq.sequence_entropy(r, {0.25}, {0.5}, 1.0);
-  EXPECT_NEAR(r, 0.25 * std::log(0.5) + 0.75 * std::log(1.5), 1e-15);
-  seq.sequence_entropy(r, {1.0}, {0.25}, 1.0);
-  EXPECT_NEAR(r, std::log(4.0), 1e-15);
-  seq.sequence_entropy(r, {0.0}, {0.25}, 1.0);
-  EXPECT_NEAR(r, std::log(1 / 0.75), 1e-15);
-  seq.sequence_entropy(r, {0.7}, {0.2}, 0.0);
-  EXPECT_EQ(r, 1.0);
-  seq.sequence_entropy(r, {0.25}, {0.5}, 0.5);
-  EXPECT_NEAR(r, -2 * std::log(std::sqrt(0.25 * 0.5) + std::sqrt(0.75 * 0.5)), 1e-15);
+  const struct {
+    std::vector<double> f, q;
+    double alpha, expected;
+  } cases[] = {
+      // n >= 2, alpha 1: the gap state (index 0) is left out, zeros skipped.
+      {{0.5, 0.25, 0.25, 0.0}, {0.9, 0.5, 0.05, 0.3}, 1.0, 0.25 * std::log(0.5) + 0.25 * std::log(5.0)},
+      {{0.5, 0.5}, {0.1, 0.1}, 0.0, 1.0},
+      {{0.3, 0.2, 0.5}, {0.1, 0.4, 0.5}, 2.0, std::log(0.04 / 0.4 + 0.25 / 0.5)},
+      // n == 1: the other state is 1 - f.
+      {{0.25}, {0.5}, 1.0, 0.25 * std::log(0.5) + 0.75 * std::log(1.5)},
+      {{1.0}, {0.25}, 1.0, std::log(4.0)},
+      {{0.0}, {0.25}, 1.0, std::log(1 / 0.75)},
+      {{0.7}, {0.2}, 0.0, 1.0},
+      {{0.25}, {0.5}, 0.5, -2 * std::log(std::sqrt(0.25 * 0.5) + std::sqrt(0.75 * 0.5))},
+  };
+  for (const auto& c : cases) {
+    double r = -1;
+    seq.sequence_entropy(r, c.f, c.q, c.alpha);
+    EXPECT_NEAR(r, c.expected, 1e-15) << c.f[0] << " " << c.alpha;
+  }
 }
 
 TEST(SequenceConservation, BackgroundScaledByGaps) {
@@ -342,11 +279,7 @@ TEST(SequenceConservation, BackgroundScaledByGaps) {
   EXPECT_NEAR(seq.aa_relative_entropy[17][1], 0.5 * std::log(0.5 / qW) + 0.5 * std::log(0.5 / (1 - qW)),
               1e-12);
   EXPECT_NEAR(seq.aa_relative_entropy[0][1], std::log(1 / (1 - qA)), 1e-12);  // absent A
-  const std::string csv = dir.read("job_degree_of_conservation.csv");
-  EXPECT_EQ(csv.substr(0, 26), "Site,Index,D_i\nA1,0.00000,");
-  const std::string rel = dir.read("job_degree_of_conservation_relative_entropy.csv");
-  EXPECT_EQ(rel.substr(0, rel.find('\n')), "entropy,A1,W2,C3");
-  EXPECT_NE(dir.read("job.log").find("1-1-1-2\nDegree of conservation\n"), std::string::npos);
+  EXPECT_EQ(dir.read("job_degree_of_conservation.csv").substr(0, 26), "Site,Index,D_i\nA1,0.00000,");
 
   // No gaps: the background is the table itself; a site of gaps only is 0.
   LSequence<double> plain(dir.path(), "p", 1);
@@ -382,33 +315,21 @@ TEST(SequenceSimilarity, HistogramMatchesOracle) {
             break;
           }
       }
-    for (int k = 0; k < 100; ++k) {
-      EXPECT_EQ(seq.similarity[k][1], hist[k]) << k;
-      EXPECT_EQ(seq.similarity[k][0], (k + 1) * 0.01);
-    }
-    EXPECT_EQ(seq.num_of_seq, 150);  // the alignment was read again
+    for (int k = 0; k < 100; ++k) EXPECT_EQ(seq.similarity[k][1], hist[k]) << k;
   }
   omp_set_num_threads(2);
 
-  // Two identical sequences: the last bin; one sequence: nothing.
-  LSequence<double> two(dir.path(), "two", 1);
-  trim(two, dir, ">a\nACDEFG\n>b\nACDEFG\n");
-  captured_stdout([&] { two.calc_sequence_similarity(dir.path() + "in.fasta", 1000); });
-  EXPECT_EQ(two.similarity[99][1], 1.0);
-  const std::string csv = dir.read("two_sequence_similarity.csv");
-  EXPECT_EQ(csv.substr(0, 34), "Identity,Counts\n0.01000,0.00000\n0.");
-  EXPECT_NE(csv.find("\n1.00000,1.00000\n"), std::string::npos);
-  LSequence<double> one(dir.path(), "one", 1);
-  trim(one, dir, ">a\nACDEFG\n");
-  captured_stdout([&] { one.calc_sequence_similarity(dir.path() + "in.fasta", 1000); });
-  for (int k = 0; k < 100; ++k) EXPECT_EQ(one.similarity[k][1], 0.0);
-  // Identity 0 falls in no bin.
-  LSequence<double> none(dir.path(), "none", 1);
-  trim(none, dir, ">a\nAC\n>b\nDE\n");
-  captured_stdout([&] { none.calc_sequence_similarity(dir.path() + "in.fasta", 1000); });
-  double total = 0;
-  for (int k = 0; k < 100; ++k) total += none.similarity[k][1];
-  EXPECT_EQ(total, 0.0);
+  // Two identical sequences: the last bin; identity 0 falls in no bin.
+  for (const std::string text : {">a\nACDEFG\n>b\nACDEFG\n", ">a\nAC\n>b\nDE\n"}) {
+    LSequence<double> two(dir.path(), "two", 1);
+    trim(two, dir, text);
+    captured_stdout([&] { two.calc_sequence_similarity(dir.path() + "in.fasta", 1000); });
+    double total = 0;
+    for (int k = 0; k < 100; ++k) total += two.similarity[k][1];
+    EXPECT_EQ(total, two.similarity[99][1]);
+    EXPECT_EQ(total, text.size() > 12 ? 1.0 : 0.0);
+  }
+  EXPECT_NE(dir.read("two_sequence_similarity.csv").find("\n0.01000,0.00000\n"), std::string::npos);
 }
 
 TEST(SequenceLabels, StructureResidueNumbers) {
@@ -433,15 +354,9 @@ TEST(SequenceLabels, StructureResidueNumbers) {
   seq.init(pdb);
   captured_stdout([&] { seq.sequence_trim(file, pdb, false, false); });
   EXPECT_EQ(seq.site_labels(), (std::vector<std::string>{"A10", "C11", "D15"}));
-  const std::string small = dir.write("small.pdb",
-                                      "ATOM      1  CA  ALA A   3      11.639   6.071  -5.147  1.00  0.00\n");
+  const std::string small =
+      dir.write("small.pdb", "ATOM      1  CA  ALA A   3      11.639   6.071  -5.147  1.00  0.00\n");
   seq.init(small);
   EXPECT_FAILS_WITH(seq.sequence_trim(file, small, false, false), "first chain holds 1 residues, fewer than the 3");
   EXPECT_FAILS_WITH(seq.init(dir.path() + "none.pdb"), "Error: cannot open .*none.pdb");
-
-  const std::string real = std::string(TEVO_SHARED_DATA) + "/structures/single/5dpv.pdb";
-  if (!std::ifstream(real).good()) GTEST_SKIP() << "shared data absent";
-  const std::vector<int> numbers = tevo::read_first_chain_residue_numbers(real);
-  ASSERT_GT(numbers.size(), 200u);
-  for (std::size_t k = 1; k < numbers.size(); ++k) EXPECT_GE(numbers[k], numbers[k - 1]);
 }
