@@ -5,9 +5,9 @@
 #include <sys/wait.h>
 
 #include <boost/filesystem.hpp>
+#include <cctype>
 #include <cstdlib>
 #include <fstream>
-#include <cctype>
 #include <sstream>
 
 namespace fs = boost::filesystem;
@@ -23,9 +23,8 @@ std::string quote(const std::string& word) {
 }
 
 std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::ostringstream text;
-  text << in.rdbuf();
+  text << std::ifstream(path, std::ios::binary).rdbuf();
   return text.str();
 }
 
@@ -34,10 +33,9 @@ std::string slurp(const std::string& path) {
 // Drops colour sequences: ESC "[" digits and ";" up to the final "m".
 std::string strip_ansi(const std::string& text) {
   std::string plain;
-  plain.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\x1b' && i + 1 < text.size() && text[i + 1] == '[') {
-      std::size_t end = i + 2;
+    std::size_t end = i + 2;
+    if (text.compare(i, 2, "\x1b[") == 0) {
       while (end < text.size() && (std::isdigit(static_cast<unsigned char>(text[end])) || text[end] == ';')) ++end;
       if (end < text.size() && text[end] == 'm') {
         i = end;
@@ -67,11 +65,8 @@ CliRun CliSandbox::run(const std::vector<std::string>& args, const std::string& 
   for (const std::string& arg : args) command += " " + quote(arg);
   command += " > .stdout 2> .stderr < /dev/null";
   const int raw = std::system(command.c_str());
-  CliRun run;
-  run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-  run.out = strip_ansi(slurp(dir_ + "/.stdout"));
-  run.err = slurp(dir_ + "/.stderr");
-  run.dir = dir_;
+  CliRun run{WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw), strip_ansi(slurp(dir_ + "/.stdout")),
+             slurp(dir_ + "/.stderr"), dir_};
   fs::remove(dir_ + "/.stdout");
   fs::remove(dir_ + "/.stderr");
   return run;
