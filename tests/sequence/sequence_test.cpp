@@ -124,7 +124,9 @@ TEST(SequenceTrim, ProjectionFiltersInOrderAndInclusiveBounds) {
     LSequence<double> k(dir.path(), "k", 1);
     trim(k, dir, text, b.gap, b.site);
     EXPECT_EQ(k.site_map, b.map) << b.gap << " " << b.site;
-    if (b.site == 0.24) EXPECT_EQ(k.sequences[2], "AE");
+    if (b.site == 0.24) {
+      EXPECT_EQ(k.sequences[2], "AE");
+    }
   }
 }
 
