@@ -590,6 +590,14 @@ void get_num_of_lines_in_file(long* count, const std::string& file, int skip) {
   *count = n;
 }
 
+void refuse_directory(const std::string& path) {
+  struct stat info;
+  if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+    print_text("Error: " + path + " is a directory, not a file", kRed);
+    std::exit(1);
+  }
+}
+
 void get_file_list(std::vector<std::string>& names, const std::string& directory) {
   namespace fs = boost::filesystem;
   boost::system::error_code error;

@@ -207,6 +207,10 @@ std::vector<std::string> read_file(const std::string& file,
 // Non-empty lines after the first `skip` lines.
 void get_num_of_lines_in_file(long* count, const std::string& file, int skip = 0);
 
+// A reader's guard against a folder given where a file is expected: prints
+// "Error: <path> is a directory, not a file" and exits 1 when it is one.
+void refuse_directory(const std::string& path);
+
 // Appends the entries of `directory` (full paths, sorted).
 void get_file_list(std::vector<std::string>& names, const std::string& directory);
 
