@@ -2,6 +2,8 @@
 #include "folding/energy/dope_pw.h"
 
 #include <cmath>
+#include <memory>
+#include <mutex>
 
 #include "folding/data_root.h"
 #include "folding/energy/settings.h"
@@ -87,6 +89,33 @@ void DOPE_PW<T>::read_cfg(const std::string& file) {
   if (!quiet_) std::printf("done\n");
 }
 
+namespace {
+// Tables read once per process and file: every chain's fresh term object
+// copies them instead of decompressing them again.
+template <typename T>
+const std::vector<T>& cached_table(const std::string& file) {
+  static std::mutex lock;
+  static std::map<std::string, std::unique_ptr<std::vector<T>>> cache;
+  std::lock_guard<std::mutex> guard(lock);
+  auto& slot = cache[file];
+  if (slot) return *slot;
+  auto values = std::make_unique<std::vector<T>>(DOPE_PW<T>::kTableSize, T(0));
+  for_each_table_row(file, 4 + DOPE_PW<T>::kBins, [&](const std::vector<double>& row, long line) {
+    const int ra = static_cast<int>(row[0]), aa = static_cast<int>(row[1]);
+    const int rb = static_cast<int>(row[2]), ab = static_cast<int>(row[3]);
+    if (ra < 0 || ra > 19 || rb < 0 || rb > 19 || aa < 0 || aa > 7 || ab < 0 || ab > 7 || ra != row[0] ||
+        rb != row[2] || aa != row[1] || ab != row[3]) {
+      print_info(file + " line " + std::to_string(line) + ": residues must be 0 to 19 and atom types 0 to 7", 9);
+      std::exit(1);
+    }
+    T* dst = values->data() + ra * 38400L + rb * 1920L + aa * 240L + ab * 30L;
+    for (int k = 0; k < DOPE_PW<T>::kBins; ++k) dst[k] = static_cast<T>(row[4 + k]);
+  });
+  slot = std::move(values);
+  return *slot;
+}
+}  // namespace
+
 template <typename T>
 void DOPE_PW<T>::load_par_file() {
   for (int t = 0; t < kTables; ++t) widths[t] = cutoffs[t] / bins[t];
@@ -95,21 +124,8 @@ void DOPE_PW<T>::load_par_file() {
     if (!quiet_) progress_bar<int>("Loading parameters", t + 1, kTables, "", -999);
     const std::string file = cfg_path(names[t]);
     if (loaded_[t] == file) continue;  // kept from an earlier chain
-    loaded_[t].clear();
-    std::fill(table.begin() + t * kTableSize, table.begin() + (t + 1) * kTableSize, T(0));
-    for_each_table_row(file, 4 + kBins, [&](const std::vector<double>& row, long line) {
-      const int ra = static_cast<int>(row[0]), aa = static_cast<int>(row[1]);
-      const int rb = static_cast<int>(row[2]), ab = static_cast<int>(row[3]);
-      if (ra < 0 || ra > 19 || rb < 0 || rb > 19 || aa < 0 || aa > 7 || ab < 0 || ab > 7 || ra != row[0] ||
-          rb != row[2] || aa != row[1] || ab != row[3]) {
-        print_info(file + " line " + std::to_string(line) +
-                       ": residues must be 0 to 19 and atom types 0 to 7",
-                   9);
-        std::exit(1);
-      }
-      T* dst = table.data() + t * kTableSize + ra * 38400L + rb * 1920L + aa * 240L + ab * 30L;
-      for (int k = 0; k < kBins; ++k) dst[k] = static_cast<T>(row[4 + k]);
-    });
+    const std::vector<T>& values = cached_table<T>(file);
+    std::copy(values.begin(), values.end(), table.begin() + t * kTableSize);
     loaded_[t] = file;
   }
   if (!quiet_) std::printf("\n");

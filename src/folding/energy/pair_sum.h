@@ -14,11 +14,13 @@ inline void cas_add(T* target, T value) {
     desired = expected + value;
 }
 
-// Sum over ordered residue pairs (i, j) of f(i, j).
+// Sum over ordered residue pairs (i, j) of f(i, j). Short chains stay on
+// one thread: a parallel region costs more than their few thousand pairs,
+// and on a busy machine it waits for a descheduled thread.
 template <typename T, typename F>
 T residue_pair_sum(int n, const F& f) {
   T total = 0;
-#pragma omp parallel
+#pragma omp parallel if (n >= 256)
   {
     T mine = 0;
 #pragma omp for schedule(static)
