@@ -122,9 +122,17 @@ int BurialE<T>::calc_burial(int res, int kind, T threshold, int neighbors, T con
     if (d2 > r2 || d2 <= 0) return;
     if (geom::dot(v, axis) / (std::sqrt(d2) + static_cast<T>(kGeomEps)) >= cos_limit) ++found;
   };
+  // Backbone and CB atoms lie within 2.6 A of their CA: one test spares
+  // the residues out of reach.
+  const T far2 = (threshold + T(2.6)) * (threshold + T(2.6));
   for (int j = 0; j < n; ++j) {
     if (std::abs(j - res) < neighbors) continue;
     const BackboneAtoms& o = bb_[j];
+    if (o.ca >= 0) {
+      T v[3];
+      geom::sub(v, xyz + 3 * o.ca, c);
+      if (geom::dot(v, v) > far2) continue;
+    }
     if (kind == kCB) {
       consider(o.ca);
     } else {

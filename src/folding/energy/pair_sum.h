@@ -20,7 +20,7 @@ inline void cas_add(T* target, T value) {
 template <typename T, typename F>
 T residue_pair_sum(int n, const F& f) {
   T total = 0;
-#pragma omp parallel if (n >= 256)
+#pragma omp parallel if (n >= 2048)
   {
     T mine = 0;
 #pragma omp for schedule(static)
