@@ -9,6 +9,7 @@
 #include "folding/data_root.h"
 #include "folding/energy/energy.h"
 #include "folding/energy/settings.h"
+#include "folding/energy/tables.h"
 #include "folding/module.h"
 #include "folding_fixture.h"
 #include "util/exit_with.h"
@@ -114,4 +115,31 @@ TEST(EnergyTotal, NativeUbiquitinBelowShuffledSequences) {
       if (aa.name != "GLY" && aa.name != "PRO") aa.name = names[k++];
     EXPECT_LT(native, total(shuffled)) << "shuffle " << s;
   }
+}
+
+TEST(EnergyTables, BadTablesAreRefusedWithTheirLine) {
+  TempDir dir;
+  std::vector<double> out;
+  struct Case {
+    std::string text, message;
+  } cases[] = {
+      {"# header\n1\t2\t3\n4\t5\n", "t.txt line 3: expected 3 fields, found 2"},
+      {"1\t2\t3\n4\tfive\t6\n", "t.txt line 2: \"five\" is not a number"},
+      {"1\t2\t3\n", "t.txt line 1: the table ends after 1 of 2 rows"},
+      {"1\t2\t3\n4\t5\t6\n7\t8\t9\n", "t.txt line 3: more than 2 rows"},
+  };
+  for (const Case& c : cases) EXPECT_EXIT_1(read_table(dir.write("t.txt", c.text), 2, 3, out), c.message);
+  read_table(dir.write("t.txt", "1\t2\t3\n\n# note\n4\t5\t-6e-1\n"), 2, 3, out);
+  EXPECT_EQ(out, (std::vector<double>{1, 2, 3, 4, 5, -0.6}));
+
+  // DOPE-PW rows must name residues 0-19 and atom types 0-7.
+  std::string row = "20\t0\t1\t2";
+  for (int k = 0; k < 30; ++k) row += "\t0.5";
+  TempDir tables;
+  const std::string file = tables.write("bad_dope.par", row + "\n");
+  DOPE_PW<double> dope;
+  dope.set_quiet(true);
+  dope.init("");
+  dope.names[0] = file;
+  EXPECT_EXIT_1(dope.load_par_file(), "bad_dope.par line 1: residues must be 0 to 19 and atom types 0 to 7");
 }
