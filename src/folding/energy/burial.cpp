@@ -22,6 +22,7 @@ const char* const kDefaultFiles[3] = {"burial/co_burial.par.bz2", "burial/nh_bur
 template <typename T>
 void BurialE<T>::init(const std::string& file) {
   cfg_file_ = file;
+  cached_ = nullptr;
   for (int g = 0; g < 3; ++g) {
     groups[g] = Group();
     groups[g].file = kDefaultFiles[g];
@@ -152,13 +153,17 @@ template <typename T>
 void BurialE<T>::calc_energy(T* out) {
   T total = 0;
   if (system_) {
-    bb_ = find_backbone_atoms(*system_);
-    const int n = static_cast<int>(bb_.size());
-    code_.assign(n, 20);
-    for (int i = 0; i < n; ++i) {
-      const auto it = AA2INT.find(system_->amino_acids[i].name);
-      if (it != AA2INT.end()) code_[i] = it->second;
+    // Atom numbers and residue codes stay while the chain only moves.
+    if (bb_.size() != system_->amino_acids.size() || cached_ != system_) {
+      bb_ = find_backbone_atoms(*system_);
+      code_.assign(bb_.size(), 20);
+      for (std::size_t i = 0; i < bb_.size(); ++i) {
+        const auto it = AA2INT.find(system_->amino_acids[i].name);
+        if (it != AA2INT.end()) code_[i] = it->second;
+      }
+      cached_ = system_;
     }
+    const int n = static_cast<int>(bb_.size());
     if (no_helix_hburial || beta_coeff != 0)
       assign_secondary_structure(system_->coords(), bb_, ss_);
     else

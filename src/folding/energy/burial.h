@@ -29,7 +29,10 @@ class BurialE {
   };
 
   void init(const std::string& file);
-  void prev_calc_energy(Chain<T>* chain) { system_ = chain; }
+  void prev_calc_energy(Chain<T>* chain) {
+    system_ = chain;
+    cached_ = nullptr;  // a new chain: find its atoms again
+  }
   void calc_energy(T* out);
   void calc_gradient(T*) {}
   void post_calc_energy() {}
@@ -58,6 +61,7 @@ class BurialE {
   std::vector<BackboneAtoms> bb_;
   SecondaryStructure ss_;
   std::vector<int> code_;  // AA2INT code per residue
+  const Chain<T>* cached_ = nullptr;  // the chain bb_ and code_ describe
 };
 
 extern template class BurialE<float>;

@@ -265,7 +265,8 @@ void DOPE_PW<T>::calc_energy(T* out) {
   if (system_ && nres_ > 0 && !pairs.empty()) {
     const T* xyz = system_->coords();
     // How far a residue's scored atoms reach from its CA, to skip far pairs.
-    std::vector<T> reach(nres_, T(0));
+    std::vector<T>& reach = reach_;
+    reach.assign(nres_, T(0));  // keeps its capacity from call to call
     for (int r = 0; r < nres_; ++r) {
       if (bb_[r].ca < 0) {
         reach[r] = -1;

@@ -76,6 +76,7 @@ class DOPE_PW {
   std::vector<int> typed_start_;  // [nres + 1] into typed_ (in pairs)
   std::vector<unsigned char> pair_class_;  // [nres * nres] 0 both helix, 1 both strand, 2 else
   std::string loaded_[kTables];   // the files the table holds
+  std::vector<T> reach_;          // [nres] scratch of calc_energy
 };
 
 extern template class DOPE_PW<float>;
