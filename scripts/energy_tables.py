@@ -89,9 +89,10 @@ def structure_files(root):
     return sorted(files)
 
 
-def read_chains(path):
+def read_chains(path, split=True):
     """Chains of the first model: lists of residues (code, {atom: xyz}),
-    first alternate location, split where C(i-1)..N(i) exceeds 2.0 A."""
+    first alternate location, split where C(i-1)..N(i) exceeds 2.0 A (with
+    `split` False: whole chains, residues without a full backbone left out)."""
     opener = gzip.open if path.endswith(".gz") else open
     try:
         with opener(path, "rt", errors="replace") as f:
@@ -127,11 +128,13 @@ def read_chains(path):
         segment = []
         for code, atoms in chains[chain].values():
             if not all(a in atoms for a in ("N", "CA", "C", "O")):
+                if not split:
+                    continue
                 if len(segment) >= MIN_RESIDUES:
                     out.append(segment)
                 segment = []
                 continue
-            if segment and np.linalg.norm(segment[-1][1]["C"] - atoms["N"]) > 2.0:
+            if split and segment and np.linalg.norm(segment[-1][1]["C"] - atoms["N"]) > 2.0:
                 if len(segment) >= MIN_RESIDUES:
                     out.append(segment)
                 segment = []
