@@ -4,7 +4,8 @@
 # joined into one chain. Prints energy evaluations per second with the full
 # shipped configuration and sampler steps per second (median of 3 runs).
 # Native recognition (held-out structures): bench/energy_recognition.py.
-# Usage: bench/energy.sh [build dir]   (run from the repository root)
+# Usage: [STEPS=n] bench/energy.sh [build dir]   (run from the repository root;
+# STEPS: sampler steps per run, 2000 by default)
 set -e
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
 BUILD=${1:-$ROOT/build}
@@ -29,4 +30,4 @@ awk 'BEGIN { split("0 0 0|22 22 0|22 0 22|0 22 22", s, "|"); n = 0 }
        print "END" }' "$ROOT/examples/1ubq.pdb" > "$OUT/ubq4.pdb"
 
 uptime
-"$OUT/energy_bench" "$OUT/ubq4.pdb" "$ROOT/data/cfg/fold_energy.cfg" "$ROOT/data/cfg/dsa.cfg" 2000 3
+"$OUT/energy_bench" "$OUT/ubq4.pdb" "$ROOT/data/cfg/fold_energy.cfg" "$ROOT/data/cfg/dsa.cfg" "${STEPS:-2000}" 3

@@ -40,7 +40,7 @@ def pdb_text(chains):
                     continue
                 serial += 1
                 lines.append("ATOM  %5d  %-3s %3s %s%4d    %8.3f%8.3f%8.3f  1.00  0.00           %s"
-                             % (serial, atom, name, cid, i + 1, p[0], p[1], p[2], atom[0]))
+                             % (serial % 100000, atom, name, cid, i + 1, p[0], p[1], p[2], atom[0]))
         lines.append("TER")
     lines.append("END")
     return "\n".join(lines) + "\n"
