@@ -40,8 +40,10 @@ extern TimeKeeper global_time_keeper;
 // Adds the time between construction and destruction to a record.
 class ScopedTimer {
  public:
-  ScopedTimer(TimeKeeper& keeper, TimeRecord* record)
-      : keeper_(keeper), record_(record), start_(std::chrono::steady_clock::now()) {}
+  // A null record times nothing (and reads no clock).
+  ScopedTimer(TimeKeeper& keeper, TimeRecord* record) : keeper_(keeper), record_(record) {
+    if (record_) start_ = std::chrono::steady_clock::now();
+  }
   ScopedTimer(TimeKeeper& keeper, const std::string& name) : ScopedTimer(keeper, &keeper.record(name)) {}
   ~ScopedTimer() {
     if (record_)

@@ -149,7 +149,7 @@ const std::vector<BadGraph>& bad_graphs() {
          dist_spring(f);
          h5::h5_obj g(H5Gclose, h5::open_group(f.potential.get(), "dist_spring"));
          h5::ensure_not_exist(g.get(), "equil_dist");
-         put<float>(g.get(), "equil_dist", {hsize_t(f.n_atom - 1), 1}, std::vector<float>(f.n_atom - 1, 1.f));
+         put<float>(g.get(), "equil_dist", {f.n_atom - 1, 1}, std::vector<float>(f.n_atom - 1, 1.f));
        },
        "while adding 'dist_spring', wrong number of dimensions (expected 1, but got 2)"},
       {"wrong_shape",

@@ -95,8 +95,8 @@ class ConfigFile {
 };
 
 template <typename T>
-void put(hid_t g, const char* name, const std::vector<hsize_t>& dims, const std::vector<T>& v) {
-  h5::write_dset<T>(g, name, dims, v);
+void put(hid_t g, const char* name, std::initializer_list<long long> dims, const std::vector<T>& v) {
+  h5::write_dset<T>(g, name, std::vector<hsize_t>(dims.begin(), dims.end()), v);
 }
 
 constexpr float kPi = 3.14159265f;
@@ -212,7 +212,7 @@ inline void contact(ConfigFile& f) {
     for (float v : {0.5f, 1.2f, -0.3f, -0.8f, 0.4f, 1.1f}) ref.push_back(v);
     r0.push_back(5.5f), scale.push_back(1.5f), energy.push_back(r % 2 ? -1.f : 0.7f);
   }
-  const hsize_t n = r0.size();
+  const long long n = r0.size();
   put<int>(g.get(), "id", {n, 2}, id);
   put<float>(g.get(), "sc_ref_pos", {n, 2, 3}, ref);
   put<float>(g.get(), "r0", {n}, r0);
@@ -301,18 +301,18 @@ inline void atom_rows(ConfigFile& f, const char* name, int width, const std::vec
   const int n = f.n_atom - width + 1;
   for (int i = 0; i < n; ++i)
     for (int k = 0; k < width; ++k) id.push_back(i + k);
-  put<int>(g.get(), "id", {hsize_t(n), hsize_t(width)}, id);
+  put<int>(g.get(), "id", {n, width}, id);
   for (const auto& [field, v] : values) {
     std::vector<float> col;
     for (int i = 0; i < n; ++i) col.push_back(v * (1 + 0.1f * (i % 3)));
-    put<float>(g.get(), field, {hsize_t(n)}, col);
+    put<float>(g.get(), field, {n}, col);
   }
 }
 
 inline void dist_spring(ConfigFile& f) {
   atom_rows(f, "dist_spring", 2, {{"equil_dist", 1.4f}, {"spring_const", 10.f}});
   h5_obj g(H5Gclose, h5::open_group(f.potential.get(), "dist_spring"));
-  put<int>(g.get(), "bonded_atoms", {hsize_t(f.n_atom - 1)}, std::vector<int>(f.n_atom - 1, 1));
+  put<int>(g.get(), "bonded_atoms", {f.n_atom - 1}, std::vector<int>(f.n_atom - 1, 1));
 }
 inline void angle_spring(ConfigFile& f) { atom_rows(f, "angle_spring", 3, {{"equil_dist", 1.9f}, {"spring_const", 5.f}}); }
 inline void dihedral_spring(ConfigFile& f) {
@@ -323,7 +323,7 @@ inline void dihedral_range(ConfigFile& f) {
   h5_obj g(H5Gclose, h5::open_group(f.potential.get(), "dihedral_range"));
   std::vector<float> range;
   for (int i = 0; i + 3 < f.n_atom; ++i) range.push_back(-2.f + 0.3f * (i % 4)), range.push_back(0.2f + 0.5f * (i % 3));
-  put<float>(g.get(), "angle_range", {hsize_t(f.n_atom - 3), 2}, range);
+  put<float>(g.get(), "angle_range", {f.n_atom - 3, 2}, range);
 }
 
 inline void atom_pos_spring(ConfigFile& f) {
@@ -331,10 +331,10 @@ inline void atom_pos_spring(ConfigFile& f) {
   std::vector<int> id;
   std::vector<float> x, y, z;
   for (int a = 0; a < f.n_atom; a += 2) {
-    id.push_back(a), id.push_back(a % 4 ? -1 : 1);  // every other row restrains system 1 only
+    id.push_back(a), id.push_back(a % 4 ? -1 : f.n_system - 1);  // every other row restrains the last system only
     x.push_back(0.1f * a), y.push_back(-0.2f * a), z.push_back(1.f);
   }
-  const hsize_t n = x.size();
+  const long long n = x.size();
   put<int>(g.get(), "id", {n, 2}, id);
   put<float>(g.get(), "x", {n}, x);
   put<float>(g.get(), "y", {n}, y);
@@ -347,8 +347,8 @@ inline void per_atom(ConfigFile& f, const char* name, const char* id_name,
   h5_obj g = f.node(name, {"pos"});
   std::vector<int> id;
   for (int a = 0; a < f.n_atom; ++a) id.push_back(a);
-  put<int>(g.get(), id_name, {hsize_t(f.n_atom)}, id);
-  for (const auto& [field, v] : values) put<float>(g.get(), field, {hsize_t(f.n_atom)}, std::vector<float>(f.n_atom, v));
+  put<int>(g.get(), id_name, {f.n_atom}, id);
+  for (const auto& [field, v] : values) put<float>(g.get(), field, {f.n_atom}, std::vector<float>(f.n_atom, v));
 }
 inline void z_flat_bottom(ConfigFile& f) {
   per_atom(f, "z_flat_bottom", "atom", {{"z0", 0.5f}, {"radius", 2.f}, {"spring_constant", 4.f}});

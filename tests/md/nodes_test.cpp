@@ -141,7 +141,7 @@ TEST(NodeValues, RestraintsAtRestAndOutside) {
     id.push_back(a), id.push_back(a + 1);
     r0.push_back(mag(load3(&f.positions[3 * a]) - load3(&f.positions[3 * a + 3])));
   }
-  const hsize_t n = r0.size();
+  const long long n = r0.size();
   put<int>(g.get(), "id", {n, 2}, id);
   put<int>(g.get(), "bonded_atoms", {n}, std::vector<int>(n, 1));
   put<float>(g.get(), "equil_dist", {n}, r0);
