@@ -13,11 +13,13 @@ void symm_QR_4x4(const double* m, double* values, double* vectors) {
   double a[16];
   std::memcpy(a, m, sizeof a);
   for (int i = 0; i < 16; ++i) vectors[i] = (i % 5 == 0) ? 1 : 0;
+  double total = 0;
+  for (int i = 0; i < 16; ++i) total += a[i] * a[i];
   for (int sweep = 0; sweep < 30; ++sweep) {
     double off = 0;
     for (int p = 0; p < 4; ++p)
       for (int q = p + 1; q < 4; ++q) off += a[4 * p + q] * a[4 * p + q];
-    if (off < 1e-30) break;
+    if (off <= 1e-26 * total) break;  // off-diagonal at double rounding of the whole
     for (int p = 0; p < 4; ++p)
       for (int q = p + 1; q < 4; ++q) {
         const double apq = a[4 * p + q];
