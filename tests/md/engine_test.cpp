@@ -220,7 +220,7 @@ TEST(EngineDeathTest, ABadFileEndsWithItsMessageAndStatus1) {
 }
 
 TEST(Engine, ThreadsGiveTheSameForces) {
-  ConfigFile f = ConfigFile(::testing::TempDir() + "engine_threads.h5", 24, noisy_copies(helix(24), 12, 0.2f, 5), 12);
+  ConfigFile f = ConfigFile(::testing::TempDir() + "engine_threads.h5", 16, noisy_copies(helix(16), 8, 0.2f, 5), 8);
   write_all_nodes(f);
   std::vector<std::vector<float>> deriv;
   std::vector<std::vector<float>> potential;
