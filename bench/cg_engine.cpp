@@ -58,7 +58,8 @@ int main(int argc, char** argv) {
   const std::vector<float> backbone = read_backbone(argv[1], argv[2][0], std::atoi(argv[3]));
   const int n_res = static_cast<int>(backbone.size() / 9), n_eval = std::atoi(argv[5]);
   for (int n_system : {1, 2}) {
-    const std::string path = std::string(argv[4]) + "/cg_" + std::to_string(n_res) + "_" + std::to_string(n_system) + ".h5";
+    const std::string path =
+        std::string(argv[4]) + "/cg_" + std::to_string(n_res) + "_" + std::to_string(n_system) + ".h5";
     run_or_exit([&] {
       md_config::ConfigFile f(path, n_res, md_config::noisy_copies(backbone, n_system, 0.05f, 11), n_system);
       md_config::write_all_nodes(f);

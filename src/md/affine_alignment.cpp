@@ -78,10 +78,9 @@ void affine_alignment_elem(float* out, float* jac, const float* pos, const Affin
   }
   const double sxx = s[0], sxy = s[1], sxz = s[2], syx = s[3], syy = s[4], syz = s[5], szx = s[6], szy = s[7],
                szz = s[8];
-  const double n[16] = {sxx + syy + szz, syz - szy,        szx - sxz,        sxy - syx,
-                        syz - szy,       sxx - syy - szz,  sxy + syx,        szx + sxz,
-                        szx - sxz,       sxy + syx,        -sxx + syy - szz, syz + szy,
-                        sxy - syx,       szx + sxz,        syz + szy,        -sxx - syy + szz};
+  const double n[16] = {sxx + syy + szz, syz - szy, szx - sxz, sxy - syx,       syz - szy,        sxx - syy - szz,
+                        sxy + syx,       szx + sxz, szx - sxz, sxy + syx,       -sxx + syy - szz, syz + szy,
+                        sxy - syx,       szx + sxz, syz + szy, -sxx - syy + szz};
   double values[4], vectors[16];
   symm_QR_4x4(n, values, vectors);
   double q[4] = {vectors[3], vectors[7], vectors[11], vectors[15]};

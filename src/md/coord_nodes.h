@@ -94,7 +94,7 @@ class BackboneDependentPoint : public CoordNode {
   CoordNode& alignment_;
   std::vector<int> rama_residue_, alignment_residue_, restype_;
   int n_grid_ = 0;
-  std::vector<float> coef_;     // [type][phi][psi][6]: spline control points
+  std::vector<float> coef_;  // [type][phi][psi][6]: spline control points
   std::vector<AutoDiffParams> autodiff_;
   std::vector<float> jac_;      // [system][elem][6x2 then 6x6]
   std::vector<float> scratch_;  // [system][elem][6]

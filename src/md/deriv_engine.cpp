@@ -34,8 +34,12 @@ int CoordNode::add_deriv_slots(int elem, int count) {
   const int first = n_slot;
   deriv_records.push_back(DerivRecord{elem, first, count});
   n_slot += count;
-  sens.assign(static_cast<size_t>(n_system) * n_slot * sens_width, 0.f);
   return first;
+}
+
+void CoordNode::size_slots() {
+  const size_t size = static_cast<size_t>(n_system) * n_slot * sens_width;
+  if (sens.size() != size) sens.assign(size, 0.f);
 }
 
 CoordArray CoordNode::coords() {
@@ -46,8 +50,8 @@ Pos::Pos(int atoms, int systems)
     : CoordNode(systems, atoms, 3), n_atom(atoms), deriv(static_cast<size_t>(systems) * atoms * 3, 0.f) {}
 
 void Pos::propagate_deriv() {
-  deriv_accumulation(deriv_array(), coords().sens, deriv_records.data(), static_cast<int>(deriv_records.size()),
-                     n_atom, n_system);
+  deriv_accumulation(deriv_array(), coords().sens, deriv_records.data(), static_cast<int>(deriv_records.size()), n_atom,
+                     n_system);
 }
 
 void deriv_accumulation(SysArray deriv, SysArray sens, const DerivRecord* records, int n_record, int n_elem,
@@ -175,8 +179,7 @@ void check_elem_width(const CoordNode& node, int expected) {
 }
 
 void check_arguments_length(const std::vector<CoordNode*>& args, unsigned n) {
-  if (args.size() != n)
-    throw "expected " + std::to_string(n) + " arguments but got " + std::to_string(args.size());
+  if (args.size() != n) throw "expected " + std::to_string(n) + " arguments but got " + std::to_string(args.size());
 }
 
 // ---- engine -------------------------------------------------------------------
@@ -206,7 +209,11 @@ void CGMDEngine<T>::add_node(const std::string& name, std::unique_ptr<DerivCompu
   node.computation = std::move(fcn);
   node.parents = parents;
   nodes.push_back(std::move(node));
-  for (int p : parents) nodes[p].children.push_back(idx);
+  for (int p : parents) {
+    nodes[p].children.push_back(idx);
+    // The new node reserved its slots in its parents while it was built.
+    if (auto* c = dynamic_cast<CoordNode*>(nodes[p].computation.get())) c->size_slots();
+  }
 }
 
 template <typename T>
@@ -345,7 +352,6 @@ double CGMDEngine<T>::node_deriv_deviation(int idx) {
   constexpr float kEps = 1e-3f;
   DerivComputation& node = *nodes[idx].computation;
   std::vector<float>& input = pos->output;
-  const size_t n_in = input.size();
   std::vector<CoordNode*> coord_nodes;  // in list order, which is dependency order
   for (Node& n : nodes)
     if (auto* c = dynamic_cast<CoordNode*>(n.computation.get())) coord_nodes.push_back(c);
@@ -386,6 +392,12 @@ double CGMDEngine<T>::node_deriv_deviation(int idx) {
   // A probe slot per element receives the unit sensitivities.
   const int probe = coord.n_slot;
   for (int e = 0; e < coord.n_elem; ++e) coord.add_deriv_slots(e, 1);
+  coord.size_slots();
+  auto remove_probes = [&] {
+    coord.deriv_records.resize(coord.deriv_records.size() - coord.n_elem);
+    coord.n_slot = probe;
+    coord.size_slots();
+  };
   std::vector<float> out;
   auto run = [&] {
     compute(DerivMode);
@@ -393,8 +405,7 @@ double CGMDEngine<T>::node_deriv_deviation(int idx) {
   };
   double deviation = 0;
   try {
-    const std::vector<float> numeric =
-        central_difference_deriviative(run, input, out, kEps, body ? BODY_VALUE : VALUE);
+    const std::vector<float> numeric = central_difference_deriviative(run, input, out, kEps, body ? BODY_VALUE : VALUE);
     compute(DerivMode);
     const int n_row = n_system * coord.n_elem * w;
     const std::vector<float> analytic = extract_jacobian_matrix(
@@ -405,16 +416,12 @@ double CGMDEngine<T>::node_deriv_deviation(int idx) {
           propagate_seeded();
         },
         pos->deriv, n_row);
-    (void)n_in;
     deviation = relative_rms_deviation(analytic, numeric);
   } catch (...) {
-    coord.deriv_records.resize(coord.deriv_records.size() - coord.n_elem);
-    coord.n_slot = probe;
+    remove_probes();
     throw;
   }
-  coord.deriv_records.resize(coord.deriv_records.size() - coord.n_elem);
-  coord.n_slot = probe;
-  coord.sens.assign(static_cast<size_t>(n_system) * probe * w, 0.f);
+  remove_probes();
   return deviation;
 }
 

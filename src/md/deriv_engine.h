@@ -72,9 +72,9 @@ class DerivComputation {
 
 class CoordNode : public DerivComputation {
  public:
-  const int n_elem;      // output elements per system
-  const int elem_width;  // floats per element
-  const int sens_width;  // floats per derivative slot (6 for a rigid frame of width 7)
+  const int n_elem;           // output elements per system
+  const int elem_width;       // floats per element
+  const int sens_width;       // floats per derivative slot (6 for a rigid frame of width 7)
   std::vector<float> output;  // [n_system][n_elem][elem_width]
   std::vector<float> sens;    // [n_system][n_slot][sens_width], written by the consumers
   std::vector<DerivRecord> deriv_records;
@@ -84,6 +84,9 @@ class CoordNode : public DerivComputation {
   // Reserves `count` consecutive slots for element `elem`; returns the first.
   // Called by consumers while the graph is built, never during a run.
   int add_deriv_slots(int elem, int count = 1);
+  // Sizes `sens` for the slots reserved so far (CGMDEngine::add_node does this
+  // for the parents of each node it adds).
+  void size_slots();
   CoordArray coords();
 };
 

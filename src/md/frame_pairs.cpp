@@ -11,7 +11,7 @@
 namespace tevo {
 
 struct ContactPair {
-  int loc[2];            // frame elements
+  int loc[2];              // frame elements
   float sc_ref_pos[2][3];  // body points in the two frames
   float r0, scale, energy;
   int slot[2];
@@ -89,7 +89,8 @@ class BackbonePairs : public PotentialNode {
     dist_cutoff_ = h5::read_attribute<float>(g, ".", "dist_cutoff");
     energy_scale_ = h5::read_attribute<float>(g, ".", "energy_scale");
     clash_ = h5::read_attribute<float>(g, ".", "clash_distance", 3.0f);
-    if (!(dist_cutoff_ > 0) || !(clash_ > 0)) throw std::string("inconsistent: dist_cutoff and clash_distance must be positive");
+    if (!(dist_cutoff_ > 0) || !(clash_ > 0))
+      throw std::string("inconsistent: dist_cutoff and clash_distance must be positive");
     auto id = read_index_rows<1>(g, "id", n, frames.n_elem, false, "frame index out of range in row");
     auto n_atom = read_vector<int>(g, "n_atom", n);
     std::vector<hsize_t> dims;
@@ -112,14 +113,15 @@ class BackbonePairs : public PotentialNode {
       const float* frames = c.value.sys(s);
       float* sens = c.sens.sys(s);
       float* centre = work_.data() + static_cast<size_t>(s) * n * 27;  // [n][3]
-      float* atoms = centre + 3 * n;                                  // [n][4][3]
-      float* grad = atoms + 12 * n;                                   // [n][4][3]
+      float* atoms = centre + 3 * n;                                   // [n][4][3]
+      float* grad = atoms + 12 * n;                                    // [n][4][3]
       for (int i = 0; i < n; ++i) {
         const float* f = frames + 7 * loc_[i];
         float rot[9];
         quat_to_rot(f + 3, rot);
         store3(centre + 3 * i, load3(f));
-        for (int a = 0; a < n_atom_[i]; ++a) store3(atoms + 12 * i + 3 * a, frame_point(f, rot, &ref_pos_[12 * i + 3 * a]));
+        for (int a = 0; a < n_atom_[i]; ++a)
+          store3(atoms + 12 * i + 3 * a, frame_point(f, rot, &ref_pos_[12 * i + 3 * a]));
       }
       std::fill(grad, grad + 12 * n, 0.f);
       CellList& list = lists_[s];

@@ -14,11 +14,17 @@ namespace {
 template <typename T>
 hid_t native_type();
 template <>
-hid_t native_type<float>() { return H5T_NATIVE_FLOAT; }
+hid_t native_type<float>() {
+  return H5T_NATIVE_FLOAT;
+}
 template <>
-hid_t native_type<double>() { return H5T_NATIVE_DOUBLE; }
+hid_t native_type<double>() {
+  return H5T_NATIVE_DOUBLE;
+}
 template <>
-hid_t native_type<int>() { return H5T_NATIVE_INT; }
+hid_t native_type<int>() {
+  return H5T_NATIVE_INT;
+}
 
 std::string join_sizes(const std::vector<hsize_t>& sizes) {
   std::string text;
@@ -269,8 +275,8 @@ void write_string_dset(hid_t base, const char* name, const std::vector<std::stri
   h5_noerr(H5Tset_size(type.get(), width));
   const hsize_t n = values.size();
   h5_obj space(H5Sclose, h5_noerr(H5Screate_simple(1, &n, nullptr)));
-  h5_obj dset(H5Dclose, h5_noerr("H5Dcreate2", H5Dcreate2(base, name, type.get(), space.get(), H5P_DEFAULT,
-                                                          H5P_DEFAULT, H5P_DEFAULT)));
+  h5_obj dset(H5Dclose, h5_noerr("H5Dcreate2", H5Dcreate2(base, name, type.get(), space.get(), H5P_DEFAULT, H5P_DEFAULT,
+                                                          H5P_DEFAULT)));
   if (n) h5_noerr("H5Dwrite", H5Dwrite(dset.get(), type.get(), H5S_ALL, H5S_ALL, H5P_DEFAULT, buffer.data()));
 }
 
@@ -321,8 +327,7 @@ hid_t create_earray(hid_t base, const char* name, hid_t type, const std::vector<
     h5_noerr("H5Pset_shuffle", H5Pset_shuffle(props.get()));
     h5_noerr("H5Pset_deflate", H5Pset_deflate(props.get(), 5));
   }
-  return h5_noerr("H5Dcreate2",
-                  H5Dcreate2(base, name, type, space.get(), H5P_DEFAULT, props.get(), H5P_DEFAULT));
+  return h5_noerr("H5Dcreate2", H5Dcreate2(base, name, type, space.get(), H5P_DEFAULT, props.get(), H5P_DEFAULT));
 }
 
 void append_to_dset(hid_t dset, hid_t type, size_t n_elem, const void* data, int axis) {
@@ -361,8 +366,7 @@ herr_t collect_group(hid_t base, const char* name, const H5L_info_t*, void* out)
 std::vector<std::string> node_names_in_group(hid_t base, const std::string& path) {
   h5_obj group(H5Gclose, open_group(base, path.c_str()));
   std::vector<std::string> names;
-  h5_noerr("H5Literate",
-           H5Literate(group.get(), H5_INDEX_NAME, H5_ITER_NATIVE, nullptr, collect_group, &names));
+  h5_noerr("H5Literate", H5Literate(group.get(), H5_INDEX_NAME, H5_ITER_NATIVE, nullptr, collect_group, &names));
   return names;
 }
 

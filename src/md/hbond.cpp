@@ -72,7 +72,8 @@ class HBondEnergy : public PotentialNode {
     for_each_system(n_system, static_cast<long>(infer_.n_elem), [&](int s) {
       const float* x = c.value.sys(s);
       float* sens = c.sens.sys(s);
-      for (const VirtualHBondParams& p : params_) store3(sens + 6 * p.slot, V3{0, 0, 0}), store3(sens + 6 * p.slot + 3, V3{0, 0, 0});
+      for (const VirtualHBondParams& p : params_)
+        store3(sens + 6 * p.slot, V3{0, 0, 0}), store3(sens + 6 * p.slot + 3, V3{0, 0, 0});
       CellList& list = lists_[s];
       list.build(x + 6 * n_donor_, n_acc, 6, 3.5f);
       double energy = 0, count = 0;

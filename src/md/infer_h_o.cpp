@@ -28,8 +28,7 @@ void mat_mul3(const float* a, const float* b, float* out) {
 // One system: out[6] = (site, direction), jac [3 atoms][6][3] per element.
 void infer_HN_OC_pos_and_dir(float* out, float* jac, const float* pos, const VirtualParams* p, int n) {
   for (int i = 0; i < n; ++i) {
-    const V3 x0 = load3(pos + 3 * p[i].atom[0]), x1 = load3(pos + 3 * p[i].atom[1]),
-             x2 = load3(pos + 3 * p[i].atom[2]);
+    const V3 x0 = load3(pos + 3 * p[i].atom[0]), x1 = load3(pos + 3 * p[i].atom[1]), x2 = load3(pos + 3 * p[i].atom[2]);
     const V3 a = x1 - x0, b = x1 - x2;
     const float la = std::fmax(mag(a), 1e-6f), lb = std::fmax(mag(b), 1e-6f);
     const V3 ah = (1.f / la) * a, bh = (1.f / lb) * b;

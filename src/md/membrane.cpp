@@ -36,7 +36,8 @@ class MembranePotential : public PotentialNode {
     std::vector<double> c(n_grid_ + 2), work(4 * (n_grid_ + 2));
     for (int t = 0; t < n_type_; ++t) {
       solve_clamped_1d_spline(n_grid_, c.data(), energy.data() + static_cast<size_t>(t) * n_grid_, work.data());
-      for (int k = 0; k < n_grid_ + 2; ++k) coef_[static_cast<size_t>(t) * (n_grid_ + 2) + k] = static_cast<float>(c[k]);
+      for (int k = 0; k < n_grid_ + 2; ++k)
+        coef_[static_cast<size_t>(t) * (n_grid_ + 2) + k] = static_cast<float>(c[k]);
     }
   }
 

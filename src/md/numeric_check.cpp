@@ -11,8 +11,10 @@ namespace {
 // Components of one output group under the value type.
 int out_width(ValueType t) {
   switch (t) {
-    case VALUE: return 1;
-    case BODY_VALUE: return 7;
+    case VALUE:
+      return 1;
+    case BODY_VALUE:
+      return 7;
   }
   throw std::string("impossible");
 }

@@ -65,7 +65,8 @@ class SidechainRadialPairs : public PotentialNode {
           if (j <= i || elem_[j] == elem_[i]) return;
           const V3 d = xi - load3(pts + 3 * j);
           // r^2 in double: near r0 the energy is steep in it.
-          const double r2 = static_cast<double>(d.x) * d.x + static_cast<double>(d.y) * d.y + static_cast<double>(d.z) * d.z;
+          const double r2 =
+              static_cast<double>(d.x) * d.x + static_cast<double>(d.y) * d.y + static_cast<double>(d.z) * d.z;
           if (!(r2 < cut2)) return;
           const SidechainRadialParams& p = table_[type_[i] * n_type_ + type_[j]];
           const float z = static_cast<float>(1 / (1 + std::exp(p.scale * (r2 - p.r0_squared))));

@@ -32,8 +32,7 @@ void rama_coord(float* out, float* jac, const float* pos, const RamaCoordParams*
   }
 }
 
-RamaCoord::RamaCoord(hid_t g, CoordNode& pos)
-    : CoordNode(pos.n_system, dset_rows(g, "id", 2), 2), pos_(pos) {
+RamaCoord::RamaCoord(hid_t g, CoordNode& pos) : CoordNode(pos.n_system, dset_rows(g, "id", 2), 2), pos_(pos) {
   auto id = read_index_rows<5>(g, "id", n_elem, pos.n_elem, true);
   autodiff_.resize(n_elem);
   for (int i = 0; i < n_elem; ++i) {

@@ -154,7 +154,8 @@ class HMMPot : public PotentialNode {
       const float* a = angles + 2 * params_[i].residue;
       float lowest = INFINITY;
       for (int b = 0; b < k; ++b) {
-        u[i * k + b] = rama_value(coef_.data() + b * map_size, n_grid_, a[0], a[1], du_phi + i * k + b, du_psi + i * k + b);
+        u[i * k + b] =
+            rama_value(coef_.data() + b * map_size, n_grid_, a[0], a[1], du_phi + i * k + b, du_psi + i * k + b);
         lowest = std::fmin(lowest, u[i * k + b]);
       }
       energy += lowest;

@@ -176,9 +176,9 @@ void dihedral_spring(float* potential, const float* pos, float* sens, const Dihe
   double e = 0;
   for (int i = 0; i < n; ++i) {
     V3 d[4];
-    const float phi = dihedral_germ(load3(pos + 3 * p[i].atom[0]), load3(pos + 3 * p[i].atom[1]),
-                                    load3(pos + 3 * p[i].atom[2]), load3(pos + 3 * p[i].atom[3]), d[0], d[1], d[2],
-                                    d[3]);
+    const float phi =
+        dihedral_germ(load3(pos + 3 * p[i].atom[0]), load3(pos + 3 * p[i].atom[1]), load3(pos + 3 * p[i].atom[2]),
+                      load3(pos + 3 * p[i].atom[3]), d[0], d[1], d[2], d[3]);
     const float dev = wrap_angle(phi - p[i].equil_dist);
     e += 0.5 * p[i].spring_const * dev * dev;
     for (int k = 0; k < 4; ++k) store3(sens + 3 * p[i].slot[k], p[i].spring_const * dev * d[k]);
@@ -197,9 +197,9 @@ void dihedral_angle_range(float* potential, const float* pos, float* sens, const
   double e = 0;
   for (int i = 0; i < n; ++i) {
     V3 d[4];
-    const float phi = dihedral_germ(load3(pos + 3 * p[i].atom[0]), load3(pos + 3 * p[i].atom[1]),
-                                    load3(pos + 3 * p[i].atom[2]), load3(pos + 3 * p[i].atom[3]), d[0], d[1], d[2],
-                                    d[3]);
+    const float phi =
+        dihedral_germ(load3(pos + 3 * p[i].atom[0]), load3(pos + 3 * p[i].atom[1]), load3(pos + 3 * p[i].atom[2]),
+                      load3(pos + 3 * p[i].atom[3]), d[0], d[1], d[2], d[3]);
     float dw;
     const float w = angle_window(phi, p[i].angle_range[0], p[i].angle_range[1], p[i].scale, dw);
     e += p[i].energy * w;
@@ -239,7 +239,9 @@ class DihedralSpring : public PosKernelNode<DihedralSpringParams, dihedral_sprin
     std::vector<DihedralSpringParams> params;
     for (int i = 0; i < n; ++i)
       params.push_back({{id[i][0], id[i][1], id[i][2], id[i][3]},
-                        {slots[i][0], slots[i][1], slots[i][2], slots[i][3]}, p0[i], k[i]});
+                        {slots[i][0], slots[i][1], slots[i][2], slots[i][3]},
+                        p0[i],
+                        k[i]});
     return params;
   }
 };

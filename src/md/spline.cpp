@@ -23,7 +23,7 @@ void solve_tridiagonal_system(int n, const double* a, const double* b, double* c
 void solve_periodic_tridiagonal_system(int n, const double* a, const double* b, const double* c, double* d,
                                        double* work) {
   double* bb = work;
-  double* cx = work + n;  // super-diagonal scratch of the first solve
+  double* cx = work + n;      // super-diagonal scratch of the first solve
   double* cz = work + 2 * n;  // ... and of the second
   double* z = work + 3 * n;
   const double alpha = c[n - 1], beta = a[0];  // corners A[n-1][0] and A[0][n-1]

@@ -16,8 +16,8 @@ void TimeKeeper::print_report(int n_step) const {
     if (r.n_call == 0) continue;
     char line[256];
     if (n_step > 0)
-      std::snprintf(line, sizeof line, "%-34s %9.4f s %5.1f%% %9ld calls %10.2f us/call %10.2f us/step",
-                    name.c_str(), r.total, sum > 0 ? 100 * r.total / sum : 0.0, r.n_call, 1e6 * r.total / r.n_call,
+      std::snprintf(line, sizeof line, "%-34s %9.4f s %5.1f%% %9ld calls %10.2f us/call %10.2f us/step", name.c_str(),
+                    r.total, sum > 0 ? 100 * r.total / sum : 0.0, r.n_call, 1e6 * r.total / r.n_call,
                     1e6 * r.total / n_step);
     else
       std::snprintf(line, sizeof line, "%-34s %9.4f s %5.1f%% %9ld calls %10.2f us/call", name.c_str(), r.total,

@@ -9,9 +9,9 @@
 namespace tevo {
 
 struct TimeRecord {
-  long n_call = 0;    // calls counted (after the warm-up)
-  long n_seen = 0;    // all calls
-  double total = 0;   // seconds over the counted calls
+  long n_call = 0;   // calls counted (after the warm-up)
+  long n_seen = 0;   // all calls
+  double total = 0;  // seconds over the counted calls
 };
 
 class TimeKeeper {

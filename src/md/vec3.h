@@ -57,7 +57,9 @@ inline float angle_window(float angle, float lo, float hi, float scale, float& d
 }
 
 // A point fixed in a rigid frame (translation t, rotation r): its position.
-inline V3 frame_point(const float* t, const float* r, const float* body) { return load3(t) + apply_rot(r, load3(body)); }
+inline V3 frame_point(const float* t, const float* r, const float* body) {
+  return load3(t) + apply_rot(r, load3(body));
+}
 
 // Adds the gradient g of a point x of a frame with translation t to the
 // frame's 6-wide slot: d/d(translation) and the torque (x - t) x g.

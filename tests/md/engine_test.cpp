@@ -14,8 +14,8 @@ namespace {
 using namespace md_config;
 
 ConfigFile chain_file(const std::string& name, int n_res = 6, int n_system = 1) {
-  return ConfigFile(::testing::TempDir() + "engine_" + name + ".h5", n_res, noisy_copies(helix(n_res), n_system, 0.1f, 3),
-                    n_system);
+  return ConfigFile(::testing::TempDir() + "engine_" + name + ".h5", n_res,
+                    noisy_copies(helix(n_res), n_system, 0.1f, 3), n_system);
 }
 
 // A width-3 node that logs its steps.

@@ -1,7 +1,7 @@
 // Round trips through the HDF5 layer and its failure messages.
-#include <gtest/gtest.h>
-
 #include "md/h5.h"
+
+#include <gtest/gtest.h>
 
 namespace tevo {
 namespace h5 {
@@ -127,7 +127,9 @@ TEST_F(H5Test, ExtendableArraysGrowAlongTheirAxis) {
   append_to_dset(d.get(), H5T_NATIVE_INT, 2, b, 1);
   std::vector<hsize_t> dims;
   EXPECT_EQ(read_dset<int>(f(), "columns", 2, &dims), (std::vector<int>{1, 3, 2, 4}));
-  EXPECT_EQ(thrown([&] { create_earray(f(), "x", H5T_NATIVE_INT, {2, 3}, {2, 3}, false); }),
+  EXPECT_EQ(thrown([&] {
+              create_earray(f(), "x", H5T_NATIVE_INT, {2, 3}, {2, 3}, false);
+            }),
             "an extendable array needs exactly one dimension of -1");
 }
 

@@ -39,12 +39,12 @@ inline std::vector<float> helix(int n_res) {
   std::vector<float> x(9 * n_res);
   const float start[9] = {0, 1.458f, 0, 0, 0, 0, 1.525f, 0, 0};  // N, CA, C roughly placed
   for (int k = 0; k < 9 && k < 9 * n_res; ++k) x[k] = start[k];
-  const float bond[3] = {1.329f, 1.458f, 1.525f};     // C-N, N-CA, CA-C
-  const float angle[3] = {116.2f, 121.7f, 111.2f};    // CA-C-N, C-N-CA, N-CA-C
-  const float torsion[3] = {-47.f, 180.f, -57.f};     // psi, omega, phi
+  const float bond[3] = {1.329f, 1.458f, 1.525f};   // C-N, N-CA, CA-C
+  const float angle[3] = {116.2f, 121.7f, 111.2f};  // CA-C-N, C-N-CA, N-CA-C
+  const float torsion[3] = {-47.f, 180.f, -57.f};   // psi, omega, phi
   for (int a = 3; a < 3 * n_res; ++a)
-    place(&x[3 * (a - 3)], &x[3 * (a - 2)], &x[3 * (a - 1)], bond[a % 3], angle[a % 3] * kDeg,
-          torsion[a % 3] * kDeg, &x[3 * a]);
+    place(&x[3 * (a - 3)], &x[3 * (a - 2)], &x[3 * (a - 1)], bond[a % 3], angle[a % 3] * kDeg, torsion[a % 3] * kDeg,
+          &x[3 * a]);
   double c[3] = {0, 0, 0};
   for (int a = 0; a < 3 * n_res; ++a)
     for (int k = 0; k < 3; ++k) c[k] += x[3 * a + k] / (3.0 * n_res);
@@ -82,7 +82,8 @@ class ConfigFile {
     for (int s = 0; s < systems; ++s)
       for (int a = 0; a < n_atom; ++a)
         for (int d = 0; d < 3; ++d)
-          file_order[(static_cast<size_t>(a) * 3 + d) * systems + s] = positions[(static_cast<size_t>(s) * n_atom + a) * 3 + d];
+          file_order[(static_cast<size_t>(a) * 3 + d) * systems + s] =
+              positions[(static_cast<size_t>(s) * n_atom + a) * 3 + d];
     h5::write_dset<float>(input.get(), "pos", {hsize_t(n_atom), 3, hsize_t(systems)}, file_order);
   }
 
@@ -131,7 +132,7 @@ inline void affine_alignment(ConfigFile& f) {
   std::vector<float> ref;
   for (int r = 0; r < f.n_res; ++r) {
     for (int a : {N(r), CA(r), C(r)}) atoms.push_back(a);
-    for (int a : {N(3), CA(3), C(3)})  // one ideal residue as the reference of all
+    for (int a : {N(3), CA(3), C(3)})                                     // one ideal residue as the reference of all
       for (int d = 0; d < 3; ++d) ref.push_back(ideal[3 * a + d] + 5.f);  // off-centre on purpose
   }
   put<int>(g.get(), "atoms", {f.n_res, 3}, atoms);
@@ -274,9 +275,8 @@ inline void basin_correlation_pot(ConfigFile& f) {
   }
   put<int>(g.get(), "id", {f.n_res - 1, 2}, id);
   put<float>(g.get(), "energy", {f.n_res - 1, 5, 5}, energy);
-  put<float>(g.get(), "basin_bounds", {5, 4},
-             {-2.f, -0.5f, -1.5f, 0.5f, -3.f, -1.f, 1.5f, 3.f, 0.5f, 1.5f, -0.5f, 1.5f, -1.5f, 0.f, 2.f, 3.f,
-              -3.f, 3.f, -3.f, 3.f});
+  put<float>(g.get(), "basin_bounds", {5, 4}, {-2.f,  -0.5f, -1.5f, 0.5f, -3.f, -1.f, 1.5f, 3.f, 0.5f, 1.5f,
+                                               -0.5f, 1.5f,  -1.5f, 0.f,  2.f,  3.f,  -3.f, 3.f, -3.f, 3.f});
   h5::write_attribute(g.get(), "sharpness", 2.f);
 }
 
@@ -295,7 +295,8 @@ inline void membrane_potential(ConfigFile& f) {
 }
 
 // Restraints on pos: rows of consecutive atoms.
-inline void atom_rows(ConfigFile& f, const char* name, int width, const std::vector<std::pair<const char*, float>>& values) {
+inline void atom_rows(ConfigFile& f, const char* name, int width,
+                      const std::vector<std::pair<const char*, float>>& values) {
   h5_obj g = f.node(name, {"pos"});
   std::vector<int> id;
   const int n = f.n_atom - width + 1;
@@ -314,7 +315,9 @@ inline void dist_spring(ConfigFile& f) {
   h5_obj g(H5Gclose, h5::open_group(f.potential.get(), "dist_spring"));
   put<int>(g.get(), "bonded_atoms", {f.n_atom - 1}, std::vector<int>(f.n_atom - 1, 1));
 }
-inline void angle_spring(ConfigFile& f) { atom_rows(f, "angle_spring", 3, {{"equil_dist", 1.9f}, {"spring_const", 5.f}}); }
+inline void angle_spring(ConfigFile& f) {
+  atom_rows(f, "angle_spring", 3, {{"equil_dist", 1.9f}, {"spring_const", 5.f}});
+}
 inline void dihedral_spring(ConfigFile& f) {
   atom_rows(f, "dihedral_spring", 4, {{"equil_dist", -1.f}, {"spring_const", 2.f}});
 }
@@ -343,7 +346,7 @@ inline void atom_pos_spring(ConfigFile& f) {
 }
 
 inline void per_atom(ConfigFile& f, const char* name, const char* id_name,
-              const std::vector<std::pair<const char*, float>>& values) {
+                     const std::vector<std::pair<const char*, float>>& values) {
   h5_obj g = f.node(name, {"pos"});
   std::vector<int> id;
   for (int a = 0; a < f.n_atom; ++a) id.push_back(a);
@@ -353,7 +356,9 @@ inline void per_atom(ConfigFile& f, const char* name, const char* id_name,
 inline void z_flat_bottom(ConfigFile& f) {
   per_atom(f, "z_flat_bottom", "atom", {{"z0", 0.5f}, {"radius", 2.f}, {"spring_constant", 4.f}});
 }
-inline void cavity_radial(ConfigFile& f) { per_atom(f, "cavity_radial", "id", {{"radius", 4.f}, {"spring_constant", 4.f}}); }
+inline void cavity_radial(ConfigFile& f) {
+  per_atom(f, "cavity_radial", "id", {{"radius", 4.f}, {"spring_constant", 4.f}});
+}
 
 // The whole registry over the chain: the force field of the benchmark.
 inline void write_all_nodes(ConfigFile& f) {

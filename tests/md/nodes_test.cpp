@@ -28,7 +28,8 @@ std::unique_ptr<CGMDEngine<float>> load(ConfigFile& f) {
 
 // A noisy helix of n residues in n_system systems under the test folder.
 ConfigFile helix_file(const std::string& name, int n = kRes, int n_system = 2, float noise = 0.15f) {
-  return ConfigFile(::testing::TempDir() + "md_" + name + ".h5", n, noisy_copies(helix(n), n_system, noise, 7), n_system);
+  return ConfigFile(::testing::TempDir() + "md_" + name + ".h5", n, noisy_copies(helix(n), n_system, noise, 7),
+                    n_system);
 }
 
 struct NodeCase {
@@ -73,9 +74,6 @@ TEST(NodeDerivatives, EveryNodeTypeAgreesWithCentralDifferences) {
     const double deviation = node.computation->test_value_deriv_agreement();
     std::printf("%-26s relative RMS deviation %.2e\n", c.node, deviation);
     EXPECT_LT(deviation, 1e-3);
-    // The whole graph's gradient matches the summed potential too.
-    const double total = engine->nodes.back().computation->is_potential ? deviation : 0;
-    (void)total;
   }
 }
 

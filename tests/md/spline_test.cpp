@@ -1,11 +1,11 @@
 // Spline helpers: tridiagonal solvers against the matrix they solve, and the
 // interpolation, periodicity and end conditions of the splines.
+#include "md/spline.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
-
-#include "md/spline.h"
 
 namespace tevo {
 namespace {
@@ -63,7 +63,8 @@ TEST(Spline, ClampedSplineInterpolatesWithFlatEnds) {
   solve_clamped_1d_spline(n, coef.data(), data, work.data());
   std::vector<float> c(coef.begin(), coef.end());
   float d;
-  for (int k = 0; k < n; ++k) EXPECT_NEAR(evaluate_clamped_1d_spline(c.data(), n, static_cast<float>(k), &d), data[k], 1e-5);
+  for (int k = 0; k < n; ++k)
+    EXPECT_NEAR(evaluate_clamped_1d_spline(c.data(), n, static_cast<float>(k), &d), data[k], 1e-5);
   evaluate_clamped_1d_spline(c.data(), n, 0.f, &d);
   EXPECT_NEAR(d, 0, 1e-5);
   evaluate_clamped_1d_spline(c.data(), n, n - 1.f, &d);
