@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -69,15 +70,22 @@ int main(int argc, char** argv) {
     for (int threads : {1, 2}) {
       omp_set_num_threads(threads);
       engine->compute(DerivMode);  // warm-up
-      std::vector<double> rates;
+      // Wall time is what a user waits for; the CPU time of the process is
+      // printed beside it because a loaded machine inflates the wall time.
+      std::vector<double> rates, cpu_rates;
       for (int run = 0; run < 5; ++run) {
         const auto start = std::chrono::steady_clock::now();
+        const std::clock_t cpu_start = std::clock();
         for (int i = 0; i < n_eval; ++i) engine->compute(DerivMode);
         rates.push_back(n_eval / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        cpu_rates.push_back(n_eval / (static_cast<double>(std::clock() - cpu_start) / CLOCKS_PER_SEC));
       }
       std::sort(rates.begin(), rates.end());
-      std::printf("BENCH residues=%d systems=%d threads=%d nodes=%zu evaluations/s=%.0f (median of 5 x %d)\n", n_res,
-                  n_system, threads, engine->nodes.size(), rates[2], n_eval);
+      std::sort(cpu_rates.begin(), cpu_rates.end());
+      std::printf(
+          "BENCH residues=%d systems=%d threads=%d nodes=%zu evaluations/s=%.0f (median of 5 x %d; per CPU-second of "
+          "the process: %.0f)\n",
+          n_res, n_system, threads, engine->nodes.size(), rates[2], n_eval, cpu_rates[2]);
     }
     if (n_system == 1) {
       omp_set_num_threads(1);

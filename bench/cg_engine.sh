@@ -16,6 +16,6 @@ g++ -O3 -fopenmp -std=c++17 -I"$ROOT/src" -I"$ROOT/include" -I"$ROOT/tests/md" -
   "$ROOT/bench/cg_engine.cpp" "$BUILD/src/md/libtevo_md.a" "$BUILD/src/util/libtevo_util.a" \
   -L/usr/lib/x86_64-linux-gnu/hdf5/serial -lhdf5 -lhdf5_hl -lbz2 -lboost_filesystem -o "$OUT/cg_engine_bench"
 echo "load before: $(uptime)"
-stdbuf -oL "$OUT/cg_engine_bench" "$DATA/1ubq.pdb" A 76 "$OUT" 1000
-stdbuf -oL "$OUT/cg_engine_bench" "$DATA/4JSV.pdb" C 300 "$OUT" 200
+stdbuf -oL "$OUT/cg_engine_bench" "$DATA/1ubq.pdb" A 76 "$OUT" 500
+stdbuf -oL "$OUT/cg_engine_bench" "$DATA/4JSV.pdb" C 300 "$OUT" 100
 echo "load after: $(uptime)"
