@@ -1,6 +1,6 @@
 // The coupling fit: the objective against a direct evaluation and central
-// differences, thread independence, the corrected pair scores, the potential
-// file and its reuse through -mat, and recovery of planted couplings.
+// differences, the corrected pair scores, the potential file and its reuse
+// through -mat, and planted couplings recovered alike on any thread count.
 #include <gtest/gtest.h>
 #include <omp.h>
 
@@ -193,24 +193,11 @@ TEST(PlmObjective, MatchesDirectFormAndCentralDifferences) {
   df.num_of_seq = a.n, df.num_of_site = a.sites;
   const float vf = LSequence<float>::plm_negative_log_posterior(static_cast<int>(xf.size()), xf.data(), gf.data(), &df);
   EXPECT_NEAR(vf, value, 1e-4 * value);  // float rounding over a few hundred terms
-}
 
-TEST(PlmObjective, SameResultOnAnyThreadCountAndFieldsOnlyBelowTwoSites) {
-  const States a(60, 24, 21);
-  const std::vector<double> x = random_params(24, 22, 0.1);
-  std::vector<double> g1, g2;
-  const int threads = omp_get_max_threads();
-  omp_set_num_threads(1);
-  const double v1 = objective(a.data(), x, g1);
-  omp_set_num_threads(2);
-  const double v2 = objective(a.data(), x, g2);
-  omp_set_num_threads(threads);
-  EXPECT_EQ(v1, v2);
-  EXPECT_TRUE(g1 == g2);
-
+  // One site: no pairs, only the field prior. (Thread independence is
+  // checked on whole fits below.)
   const States one(4, 1, 3);
   const std::vector<double> h = random_params(1, 4, 1.0);
-  std::vector<double> g;
   double penalty = 0;
   for (double v : h) penalty += 0.01 * v * v;
   EXPECT_DOUBLE_EQ(objective(one.data(), h, g), penalty);
