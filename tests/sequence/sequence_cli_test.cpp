@@ -1,5 +1,5 @@
 // sequence_converter, sequence_trim and sequence_stats as a user runs them:
-// refusals, the files of a job, bad alignments, and a real protein family.
+// refusals, the files of a job, a real protein family, and bad inputs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -62,13 +62,9 @@ TEST(SequenceConverterCli, ThreeTypesWriteTheirFiles) {
   run = box.run({"sequence_converter", "-type", "3", "-msa", "m.a3m", "-jobname", "c"});
   EXPECT_TRUE(has(run.out, "can be found at:\n-- " + dir + "c_msa.a2m\n"));
   EXPECT_EQ(box.read("tevo-output/c/c.a2m"), ">x\nMKLV\n");
-
-  run = box.run({"sequence_converter", "-type", "1", "-msa", "missing.sto"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_TRUE(has(run.out, "-- Error: cannot open missing.sto"));
 }
 
-TEST(SequenceTrimCli, RefusalFilesAndBadAlignments) {
+TEST(SequenceTrimCli, RefusalAndTheFilesOfAJob) {
   CliSandbox box;
   auto run = box.run({"sequence_trim"});
   EXPECT_EQ(run.status, 0);
@@ -177,6 +173,7 @@ TEST(SequenceCli, BadInputsEndInAnError) {
     std::vector<std::string> args;
     std::string message;
   } cases[] = {
+      {{"sequence_converter", "-type", "1", "-msa", "missing.sto"}, "-- Error: cannot open missing.sto"},
       {{"sequence_trim", "-msa", "folder"}, "-- Error: folder is a directory, not a file\n"},
       {{"sequence_trim", "-msa", "short.fasta"}, "-- Error: short.fasta: sequence 2 >short has 3 sites, fewer than the 5"},
       {{"sequence_trim", "-msa", "t.fasta", "-gap_frac", "-1"}, "-- Error: no sequence will be saved!"},
