@@ -81,7 +81,8 @@ void convolution_layer<T>::accumulate_signal(const base_layer<T>& top, const LMa
     unwrap_aligned_NxN(top.node, g);
     const T* rows = unwrapped_.data() + static_cast<long>(g) * positions * row_len_;
     const int first = g * maps_per_group;
-#pragma omp parallel for num_threads(this->internal_threads) if (this->internal_threads > 1)
+    const bool team = this->internal_threads > 1 && static_cast<long>(maps_per_group) * positions * row_len_ >= kThreadedWork;
+#pragma omp parallel for num_threads(this->internal_threads) if (team)
     for (int m = first; m < first + maps_per_group; ++m)
       kernel_gemv(this->node.channel(m), rows, w.x + static_cast<long>(m) * row_len_, row_len_, 0, positions);
   }
@@ -127,7 +128,8 @@ template <typename T>
 void convolution_layer<T>::calc_dw(const base_layer<T>&, LMatrix<T>& dw, int) {
   const int positions = this->node.cols * this->node.rows;
   const int maps_per_group = maps_ / groups_;
-#pragma omp parallel for num_threads(this->internal_threads) if (this->internal_threads > 1)
+  const bool team = this->internal_threads > 1 && static_cast<long>(maps_) * positions * row_len_ >= kThreadedWork;
+#pragma omp parallel for num_threads(this->internal_threads) if (team)
   for (int m = 0; m < maps_; ++m) {
     const int g = m / maps_per_group;
     const T* rows = unwrapped_.data() + static_cast<long>(g) * positions * row_len_;

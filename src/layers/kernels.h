@@ -4,6 +4,10 @@
 
 namespace tevo {
 
+// Multiply-adds of one layer pass below which its loops stay on the calling
+// thread: waking a team costs more than a layer of pross's size computes.
+constexpr long kThreadedWork = 1L << 18;
+
 template <typename T>
 T kernel_dot(const T* a, const T* b, int n);  // sum of a[i] * b[i]
 

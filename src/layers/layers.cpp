@@ -143,10 +143,12 @@ const T* fully_connected_layer<T>::source_values(const base_layer<T>& top) {
   return scratch_.data();
 }
 
-// Runs body(first, last) over [0, n) on `threads` threads, each a contiguous range.
+// Runs body(first, last) over [0, n) on `threads` threads, each a contiguous
+// range; `work` (multiply-adds) below kThreadedWork stays on this thread.
+
 template <typename F>
-void split_range(int n, int threads, F body) {
-  if (threads <= 1 || n < 2 * threads) {
+void split_range(int n, long work, int threads, F body) {
+  if (threads <= 1 || n < 2 * threads || work < kThreadedWork) {
     body(0, n);
     return;
   }
@@ -164,7 +166,8 @@ void fully_connected_layer<T>::accumulate_signal(const base_layer<T>& top, const
   const int cols = w.cols;
   T* out = this->node.x;
   const T* weights = w.x;
-  split_range(this->node.size(), this->internal_threads,
+  const int rows = this->node.size();
+  split_range(rows, static_cast<long>(rows) * cols, this->internal_threads,
               [&](int first, int last) { kernel_gemv(out, weights, x, cols, first, last); });
 }
 
@@ -181,7 +184,7 @@ void fully_connected_layer<T>::distribute_delta(base_layer<T>& top, const LMatri
   const int cols = w.cols, rows = this->node.size();
   const T* d = this->delta.x;
   const T* weights = w.x;
-  split_range(cols, this->internal_threads, [&](int first, int last) {
+  split_range(cols, static_cast<long>(rows) * cols, this->internal_threads, [&](int first, int last) {
     for (int i = 0; i < rows; ++i)
       if (d[i] != 0) kernel_axpy(into + first, weights + static_cast<long>(i) * cols + first, d[i], last - first);
   });
@@ -195,7 +198,8 @@ void fully_connected_layer<T>::calc_dw(const base_layer<T>& top, LMatrix<T>& dw,
   const int cols = dw.cols;
   const T* d = this->delta.x;
   T* g = dw.x;
-  split_range(this->node.size(), this->internal_threads, [&](int first, int last) {
+  const int rows = this->node.size();
+  split_range(rows, static_cast<long>(rows) * cols, this->internal_threads, [&](int first, int last) {
     for (int i = first; i < last; ++i)
       if (d[i] != 0) kernel_axpy(g + static_cast<long>(i) * cols, x, d[i], cols);
   });

@@ -2,7 +2,7 @@
 // mini-batch update.
 #include "layers/network.h"
 
-#include <unistd.h>
+#include <sched.h>
 
 #include <algorithm>
 #include <cmath>
@@ -525,7 +525,7 @@ int Network<T>::reserve_next_batch() {
       return slot;
     }
     unlock_batch();
-    usleep(1);  // slots of other threads still running
+    sched_yield();  // the batch is full and other threads still run their samples
   }
 }
 

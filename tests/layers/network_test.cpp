@@ -13,11 +13,14 @@ namespace {
 
 const std::vector<std::string> kSmall = {"input 6 2 1", "fully_connected 8 tanh", "fully_connected 5 relu",
                                          "softmax 3"};
+// Large enough a first layer for the layers' own loops to use threads.
+const std::vector<std::string> kWide = {"input 600 1 1", "fully_connected 440 tanh", "fully_connected 5 relu",
+                                        "softmax 3"};
 
 // Trains 40 samples in one batch on `threads` threads of layer sets (or
 // inside the layers) and returns every weight.
 std::vector<double> weights_after_one_batch(int threads, bool internal) {
-  auto net = make_net<double>(kSmall, "sgd");
+  auto net = make_net<double>(kWide, "sgd");
   net->set_smart_training(false);
   net->set_mini_batch_size(40);
   if (internal)
@@ -26,7 +29,7 @@ std::vector<double> weights_after_one_batch(int threads, bool internal) {
     net->enable_external_threads(threads);
   net->epoch_start("cross_entropy");
   std::vector<std::vector<double>> inputs;
-  for (int s = 0; s < 40; ++s) inputs.push_back(wave<double>(12, 0.37 * s));
+  for (int s = 0; s < 40; ++s) inputs.push_back(wave<double>(600, 0.37 * s));
 #pragma omp parallel for num_threads(internal ? 1 : threads) schedule(dynamic, 1)
   for (int s = 0; s < 40; ++s) net->train_class(inputs[s].data(), s % 3, omp_get_thread_num());
   net->epoch_end();
