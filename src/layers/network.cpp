@@ -314,6 +314,7 @@ T* Network<T>::forward(const T* in, int thread, int train) {
     return nullptr;
   }
   std::vector<base_layer<T>*>& set = layer_sets[thread];
+  if (set.empty()) return nullptr;
   for (base_layer<T>* layer : set) {
     layer->set_threading(internal_threads);
     layer->node.fill(0);
@@ -369,7 +370,7 @@ bool Network<T>::thread_in_range(int* thread, const char* words) {
     print_info(words, 9);
     return false;
   }
-  return true;
+  return !layer_sets[*thread].empty();
 }
 
 template <typename T>

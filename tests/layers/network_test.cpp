@@ -17,24 +17,24 @@ const std::vector<std::string> kSmall = {"input 6 2 1", "fully_connected 8 tanh"
 const std::vector<std::string> kWide = {"input 600 1 1", "fully_connected 440 tanh", "fully_connected 5 relu",
                                         "softmax 3"};
 
-// Trains 40 samples in one batch on `threads` threads of layer sets (or
+// Trains 16 samples in one batch on `threads` threads of layer sets (or
 // inside the layers) and returns every weight.
 std::vector<double> weights_after_one_batch(int threads, bool internal) {
   auto net = make_net<double>(kWide, "sgd");
   net->set_smart_training(false);
-  net->set_mini_batch_size(40);
+  net->set_mini_batch_size(16);
   if (internal)
     net->enable_internal_threads(threads);
   else
     net->enable_external_threads(threads);
   net->epoch_start("cross_entropy");
   std::vector<std::vector<double>> inputs;
-  for (int s = 0; s < 40; ++s) inputs.push_back(wave<double>(600, 0.37 * s));
+  for (int s = 0; s < 16; ++s) inputs.push_back(wave<double>(600, 0.37 * s));
 #pragma omp parallel for num_threads(internal ? 1 : threads) schedule(dynamic, 1)
-  for (int s = 0; s < 40; ++s) net->train_class(inputs[s].data(), s % 3, omp_get_thread_num());
+  for (int s = 0; s < 16; ++s) net->train_class(inputs[s].data(), s % 3, omp_get_thread_num());
   net->epoch_end();
   EXPECT_EQ(net->batch_updates, 1);
-  EXPECT_EQ(net->train_samples, 40);
+  EXPECT_EQ(net->train_samples, 16);
   std::vector<double> all;
   for (auto* w : net->W) all.insert(all.end(), w->x, w->x + w->size());
   for (auto* layer : net->layer_sets[0]) all.insert(all.end(), layer->bias.x, layer->bias.x + layer->bias.size());
