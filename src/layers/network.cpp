@@ -128,6 +128,7 @@ void Network<T>::link_set(std::vector<base_layer<T>*>& set, int link, LMatrix<T>
   base_layer<T>* to = set[link_ends_[link].second];
   LMatrix<T>* w = to->new_connection(*from, link);
   if (!to->size_error.empty()) {
+    delete w;
     print_info("layer " + to->name + " cannot take the output of layer " + from->name + ": " + to->size_error, 9);
     std::exit(1);
   }
