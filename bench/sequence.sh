@@ -43,3 +43,16 @@ for tools in none installed; do
   done
 done
 grep "effective samples" "$OUT/stats_2.out"
+
+# sequence_converter -type 2 strips the gaps of each aligned query: one line of a
+# million gaps, and a 10 MB line half gaps, against Python's str.replace.
+$PY -c "print('sp|gaps\t' + '-' * 1000000 + 'ACDEF')" > "$OUT/gaps_1M.tsv"
+$PY -c "import random; random.seed(7); print('sp|long\t' + ''.join(random.choice('-ACDEFGHIK-') for _ in range(10000000)))" \
+  > "$OUT/line_10MB.tsv"
+for f in gaps_1M line_10MB; do
+  /usr/bin/time -f %e -o "$OUT/$f.time" env PATH=/nonexistent "$BUILD/src/tevo" sequence_converter -type 2 \
+    -msa "$OUT/$f.tsv" -jobname conv_$f >/dev/null
+  py=$($PY -c "import sys, time; t = time.time(); s = open(sys.argv[1]).read().split('\t')[1].replace('-', ''); \
+print('%.2f' % (time.time() - t))" "$OUT/$f.tsv")
+  echo "BENCH sequence_converter -type 2 $f: $(cat "$OUT/$f.time") s wall (Python str.replace alone: $py s)"
+done

@@ -100,6 +100,13 @@ TARGETS = {
     "msa_stats": (["sequence_stats", "-msa", "{}"], ".afa", [("examples/hba_globins.afa", 120)], ""),
     "msa_eca": (["sequence_eca", "-msa", "{}", "-max_iter", "2", "-threshold", "2.5"], ".afa",
                 [("examples/hba_globins.afa", 120)], ""),
+    "msa_a2m": (["sequence_trim", "-msa", "{}"], ".a2m",
+                ["shared:msa/globins4_structure_members.a2m", "shared:msa/Pkinase_structure_members.a2m"], ""),
+    "msa_gz_stats": (["sequence_stats", "-msa", "{}"], ".afa.gz", [("examples/hba_globins.afa", 80)], "gz"),
+    "eca_potential": (["sequence_eca", "-msa", "examples/hba_globins.afa", "-threshold", "3", "-max_iter", "1",
+                       "-mat", "{}"], ".txt", [b"# fields\n" + b"0.1 -0.2 0.3e-1\n" * 40], ""),
+    "eca_structure": (["sequence_eca", "-msa", "examples/hba_globins.afa", "-threshold", "3", "-max_iter", "1",
+                       "-pdb", "{}"], ".pdb", ["examples/2hhb_A.pdb"], ""),
     "matrix_pearson": (["stats_pearson", "-mat", "{}"], ".tsv", [("examples/iris.tsv", 60)], ""),
     "matrix_plot": (["plot", "-mat", "{}", "-kind", "heatmap"], ".tsv", [("examples/iris.tsv", 40)], ""),
 }
@@ -302,7 +309,8 @@ def main():
                 path = os.path.join(work, "input" + suffix)
                 with open(path, "wb") as f:
                     f.write(data)
-                call = [a.replace("{}", path) for a in args] + ["-jobname", "f"]
+                call = [os.path.join(ROOT, a) if a.startswith("examples/") else a.replace("{}", path)
+                        for a in args] + ["-jobname", "f"]
                 verdict, status, text_out, _ = run_one(tevo, call, work, opts.timeout)
             counts["runs"] += 1
             if verdict is None:

@@ -86,6 +86,7 @@ int sequence_trim() {
                                      {"site_gap_frac", num2string(FLAGS_site_gap_frac)}});
   LSequence<double> seq(FLAGS_output, FLAGS_jobname, FLAGS_offset);
   seq.init(FLAGS_pdb);
+  seq.set_chain(FLAGS_chain);
   seq.set_gap_frac(FLAGS_gap_frac);
   seq.set_site_gap_frac(FLAGS_site_gap_frac);
   seq.sequence_trim(FLAGS_msa, FLAGS_pdb, false, false);
@@ -111,6 +112,7 @@ int sequence_stats() {
   print_invocation("sequence_stats", shown);
   LSequence<double> seq(FLAGS_output, FLAGS_jobname, FLAGS_offset);
   seq.init(FLAGS_pdb);
+  seq.set_chain(FLAGS_chain);
   seq.set_gap_frac(FLAGS_gap_frac);
   seq.set_site_gap_frac(FLAGS_site_gap_frac);
   seq.sequence_trim(FLAGS_msa, FLAGS_pdb, true, false);
@@ -130,7 +132,8 @@ int sequence_eca() {
                     "-gap_frac <DOUBLE> percentage of gaps in each sequence",
                     "-site_gap_frac <DOUBLE> percentage of gaps at each site of aligned sequences",
                     "-threshold <DOUBLE> degree of conservation at a site",
-                    "-offset   <STRING> offeset for amino acid index"}});
+                    "-offset   <STRING> offeset for amino acid index"},
+                   true});
   if (FLAGS_pdb.empty()) {
     print_info("no protein tertiary structure for mapping estimated residue communities!", 11);
     print_info("", 21);
@@ -150,6 +153,7 @@ int sequence_eca() {
   print_invocation("sequence_eca", shown);
   LSequence<double> seq(FLAGS_output, FLAGS_jobname, FLAGS_offset);
   seq.init(FLAGS_pdb);
+  seq.set_chain(FLAGS_chain);
   seq.set_max_iter(FLAGS_max_iter);
   seq.set_gap_frac(FLAGS_gap_frac);
   seq.set_site_gap_frac(FLAGS_site_gap_frac);

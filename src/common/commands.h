@@ -50,6 +50,9 @@ int sequence_eca();
 
 // Neural networks and swarm-trained models (cmd_learning.cpp)
 
+// Neural networks (cmd_networks.cpp)
+int pross();
+
 // Reports (cmd_report.cpp)
 int html();
 int plot();

@@ -65,7 +65,7 @@ BrewMap g_brew_map = {
     {"optifel", command_pending},
     {"nirecor", command_pending},
     {"nirecor_regression", command_pending},
-    {"pross", command_pending},
+    {"pross", pross},
     {"plot", plot},
     {"html", html},
     {"about", about},

@@ -4,12 +4,13 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
+#include <map>
 
-#include "protein/protein.h"   // Protein, read_pdb
 #include "protein/residues.h"  // aa12idx, idx2aa
 #include "sequence/residue_codes.h"
 #include "sequence/numbered_lines.h"
@@ -30,20 +31,15 @@ std::string get_file_name(const std::string& path) {
   return name;
 }
 
-std::vector<int> read_first_chain_residue_numbers(const std::string& pdb_file) {
-  {
-    std::ifstream probe(pdb_file);
-    if (!probe) {  // the structure reader would give an empty protein
-      print_info(pdb_file, 5);
-      std::exit(1);
-    }
-  }
-  Protein<double> protein;
-  protein.read_pdb(pdb_file, false, "", false);
-  std::vector<int> numbers;
-  if (protein.get_num_of_chains() == 0) return numbers;
-  for (const AminoAcid<double>& residue : protein.chains[0].amino_acids) numbers.push_back(residue.get_index());
-  return numbers;
+bool is_insert_format(const std::string& file) {
+  std::string name = file;
+  for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  auto ends_with = [&](const char* tail) {
+    const std::size_t n = std::strlen(tail);
+    return name.size() >= n && name.compare(name.size() - n, n, tail) == 0;
+  };
+  if (ends_with(".gz")) name.resize(name.size() - 3);
+  return ends_with(".a2m") || ends_with(".a3m");
 }
 
 template <typename T>
@@ -87,8 +83,43 @@ void LSequence<T>::init(std::string pdb) {
 
 template <typename T>
 void LSequence<T>::get_aa_idx_in_pdb() {
+  pdb_chains.clear();
+  pdb_chain.clear();
   pdb_residue_numbers.clear();
-  if (!pdb_file.empty()) pdb_residue_numbers = read_first_chain_residue_numbers(pdb_file);
+  if (pdb_file.empty()) return;
+  pdb_chains = read_pdb_chains(pdb_file);
+  if (pdb_chains.empty()) fail(pdb_file + ": no chain found (no ATOM record)");
+  pdb_chain = pdb_chains[0].name;
+  pdb_residue_numbers = pdb_chains[0].numbers;
+}
+
+template <typename T>
+void LSequence<T>::map_reference_on_structure() {
+  if (pdb_file.empty()) return;
+  if (pdb_chains.empty()) get_aa_idx_in_pdb();
+  std::string reference;
+  for (char c : ref_seq)
+    if (c != '-') reference += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  if (reference.empty()) return;  // nothing to place; the trim stops on it
+  const ChainMatch match = pick_chain(reference, pdb_chains, chain);
+  if (match.chain < 0) {
+    std::string names;
+    for (const PdbChain& c : pdb_chains)
+      if (names.find(c.name) == std::string::npos) names += (names.empty() ? "" : ", ") + c.name;
+    fail(pdb_file + " has no chain " + chain + " (its chains: " + names + ")");
+  }
+  pdb_chain = pdb_chains[match.chain].name;
+  pdb_residue_numbers = match.numbers;
+  const std::string facts = std::to_string(match.aligned) + " of " + std::to_string(reference.size()) +
+                            " reference residues aligned, " + num2string(100 * match.identity(), 1) +
+                            "% identical";
+  print_text("The reference maps on chain " + pdb_chain + " of " + pdb_file + " (" + facts + ")");
+  // The reference should be the structure's own sequence: anything less
+  // means that labels and views follow a loose alignment.
+  if (match.identity() < 0.9 || 2 * match.aligned < static_cast<int>(reference.size()))
+    seqio::warn("chain " + pdb_chain + " matches the reference poorly (" + facts +
+                "); residue numbers follow this alignment. Is the reference the structure's protein? " +
+                "-chain picks a chain");
 }
 
 template <typename T>
@@ -172,13 +203,9 @@ void LSequence<T>::finish() {
 template <typename T>
 void LSequence<T>::read_fasta(std::string file) {
   fasta_name = get_file_name(file);
-  std::ifstream in(file, std::ios::binary);
-  if (!in) {
-    print_info(file, 5);
-    std::exit(1);
-  }
-  std::string seq, line;
-  while (std::getline(in, line)) {
+  std::string seq;
+  for (seqio::Line& raw : seqio::read_lines(file, true)) {
+    std::string& line = raw.text;
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.empty() || line[0] == '>') continue;
     seq += line;
@@ -201,51 +228,61 @@ void LSequence<T>::read_msa(std::string file, bool print_summary) {
   msa_idx.clear();
   free_msa();
 
-  const std::vector<seqio::Line> lines = seqio::read_lines(file);
-  const int8_t* code = residue_code_table();
-  std::string text;
-  bool open = false;
-  auto close_record = [&]() {
-    std::vector<int> idx(text.size());
-    for (std::size_t k = 0; k < text.size(); ++k) {
-      const int c = code[static_cast<unsigned char>(text[k])];
-      if (c < 0) {  // no residue: a gap from here on
-        text[k] = '-';
-        idx[k] = 0;
-      } else {
-        idx[k] = c;
-      }
-    }
-    sequences.push_back(std::move(text));
-    msa_idx.push_back(std::move(idx));
-    text.clear();
-  };
-  for (const seqio::Line& raw : lines) {
+  std::vector<std::string> records;
+  for (const seqio::Line& raw : seqio::read_lines(file)) {
     std::string line = raw.text;
     trim_all(line);
     if (line.empty()) continue;
     if (line[0] == '>') {
-      if (open) close_record();
       seq_names.push_back(line);
-      open = true;
+      records.emplace_back();
     } else {
-      if (!open)
-        fail(file + " line " + std::to_string(raw.number) +
-             ": sequence text before the first \">\" name line");
-      text += line;
+      if (records.empty())
+        fail(file + " line " + std::to_string(raw.number) + ": sequence text before the first \">\" name line");
+      records.back() += line;
     }
   }
-  if (open) close_record();
+  if (records.empty()) fail(file + " holds no sequence (no \">\" name line)");
 
-  if (sequences.empty()) fail(file + " holds no sequence (no \">\" name line)");
+  // A2M/A3M rows carry their insert states as lower-case letters and '.',
+  // which makes them longer than the match columns: only those go.
+  bool ragged = false;
+  for (const std::string& r : records) ragged = ragged || r.size() != records[0].size();
+  const bool inserts = ragged && is_insert_format(file);
+  read_inserts = inserts;
+  if (inserts)
+    for (std::string& r : records)
+      r.erase(std::remove_if(r.begin(), r.end(),
+                             [](char c) { return c == '.' || std::islower(static_cast<unsigned char>(c)); }),
+              r.end());
+
+  // Every letter outside the alphabet becomes a gap.
+  const int8_t* code = residue_code_table();
+  for (std::string& text : records) {
+    std::vector<int> idx(text.size());
+    for (std::size_t k = 0; k < text.size(); ++k) {
+      const int c = code[static_cast<unsigned char>(text[k])];
+      if (c < 0) text[k] = '-';
+      idx[k] = c < 0 ? 0 : c;
+    }
+    sequences.push_back(std::move(text));
+    msa_idx.push_back(std::move(idx));
+  }
+
   if (sequences[0].empty()) fail(file + ": the reference sequence " + seq_names[0] + " is empty");
   num_of_seq = static_cast<int>(sequences.size());
   num_of_site = static_cast<int>(sequences[0].size());
-  for (int i = 1; i < num_of_seq; ++i)
-    if (static_cast<int>(sequences[i].size()) < num_of_site)
-      fail(file + ": sequence " + std::to_string(i + 1) + " " + seq_names[i] + " has " +
-           std::to_string(sequences[i].size()) + " sites, fewer than the " + std::to_string(num_of_site) +
-           " of the reference");
+  for (int i = 1; i < num_of_seq; ++i) {
+    const int length = static_cast<int>(sequences[i].size());
+    if (length == num_of_site) continue;
+    fail(file + ": sequence " + std::to_string(i + 1) + " " + seq_names[i] + " has " + std::to_string(length) +
+         " sites, " + (length < num_of_site ? "fewer" : "more") + " than the " + std::to_string(num_of_site) +
+         " of the reference" +
+         (inserts ? " once its inserts are left out"
+                  : length > num_of_site ? "; rows of an alignment have one length (A2M/A3M insert letters are "
+                                           "read as such in files named .a2m or .a3m)"
+                                         : ""));
+  }
   ref_seq = sequences[0];
   num_of_aa = 0;
   for (char c : ref_seq)
@@ -342,24 +379,35 @@ void LSequence<T>::index2sequence(std::string& out, std::vector<int>& idx) {
 
 template <typename T>
 void LSequence<T>::jackhmmer2fasta(std::string file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) {
-    print_info(file, 5);
-    std::exit(1);
-  }
+  const std::vector<seqio::Line> lines = seqio::read_lines(file, true);
   seq_names.clear();
   sequences.clear();
-  std::string line;
-  long number = 0;
-  while (std::getline(in, line)) {
-    ++number;
+  // Records are not joined across blocks, so a name that comes back after a
+  // blank line (a Stockholm file in blocks) would split its sequence.
+  std::map<std::string, std::pair<int, long>> first_seen;  // block and line
+  int block = 0;
+  bool block_open = false;
+  for (seqio::Line raw : lines) {
+    std::string& line = raw.text;
     if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.find_first_not_of(" \t") == std::string::npos || line.compare(0, 2, "//") == 0) {
+      block += block_open;
+      block_open = false;
+    }
     if (line.size() < 4 || line[0] == '#') continue;
     const std::size_t blank = line.find(' ');
     if (blank == std::string::npos)
-      fail(file + " line " + std::to_string(number) + ": no blank between name and sequence");
+      fail(file + " line " + std::to_string(raw.number) + ": no blank between name and sequence");
     const std::size_t start = line.find_first_not_of(' ', blank);
-    seq_names.push_back(line.substr(0, blank));
+    const std::string name = line.substr(0, blank);
+    const auto seen = first_seen.emplace(name, std::make_pair(block, raw.number)).first->second;
+    if (seen.first != block)
+      fail(file + " line " + std::to_string(raw.number) + ": " + name + " already stands in an earlier block (line " +
+           std::to_string(seen.second) +
+           "): the alignment is split into blocks, which this converter does not join. Write it with one line "
+           "per sequence first (Pfam format, e.g. esl-reformat pfam " + file + ")");
+    block_open = true;
+    seq_names.push_back(name);
     sequences.push_back(start == std::string::npos ? std::string() : line.substr(start));
   }
   num_of_seq = static_cast<int>(sequences.size());

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "sequence/structure_map.h"  // PdbChain
 #include "util/random.h"  // MT19937
 
 namespace tevo {
@@ -14,10 +15,9 @@ namespace tevo {
 // Stem of a path: the part behind the last "/" or "\", cut at its last ".".
 std::string get_file_name(const std::string& path);
 
-// Residue numbers of the first chain of a PDB file (plain or gzip), one per
-// residue in file order, as the structure reader numbers them. An unreadable
-// file prints "Error: cannot open <file>" and exits 1.
-std::vector<int> read_first_chain_residue_numbers(const std::string& pdb_file);
+// Whether `file` is named as A2M or A3M text (".a2m", ".a3m", also with ".gz"),
+// whose lower-case letters and '.' are insert states.
+bool is_insert_format(const std::string& file);
 
 // Number of sites at which two byte rows agree, over n bytes.
 int count_equal_sites(const uint8_t* a, const uint8_t* b, int n);
@@ -49,6 +49,8 @@ class LSequence {
   void set_site_gap_frac(T v) { site_gap_frac = v; }
   void set_temperature(T v) { temperature = v; }
   void set_threshold(T v) { threshold = v; }
+  // Chain of the structure to map the reference on; empty: the best match.
+  void set_chain(const std::string& name) { chain = name; }
   int get_num_of_seq() const { return num_of_seq; }
   int get_num_of_aa() const { return num_of_aa; }
   int get_num_of_site() const { return num_of_site; }
@@ -87,13 +89,21 @@ class LSequence {
   // The objective of the fit; data points to a PottsData<T>.
   static T plm_negative_log_posterior(int n, const T* x, T* g, void* data);
   void sequence_potential_write();
+  // The closing line of a fit: converged, stopped at max_iter or earlier, and the final objective.
+  void print_fit_end() const;
   void calc_evolutionary_couplings(std::string name, bool chart, bool report);
   // Communities from eigenvectors 2 and 4 of `coupling` (sets threshold to
   // 0.05); report: append the record blocks. Fewer than 4 selected sites or
   // no scores: a warning and nothing else. See docs/communities.md.
   void calc_residue_communities(std::string pdb, bool report);
 
+  // Reads the chains of pdb_file; the residue numbers are those of the first
+  // chain until map_reference_on_structure picks the chain of the reference.
   void get_aa_idx_in_pdb();
+  // Aligns the gapless reference to the chains (or to `chain`), keeps the
+  // best in pdb_chain and numbers every reference residue by it; warns when
+  // the match is poor.
+  void map_reference_on_structure();
   void finish();
 
   // Labels of the trimmed sites: residue letter + residue number.
@@ -103,6 +113,9 @@ class LSequence {
   // Label and residue number of each site of the coupling fit (site_list).
   std::vector<std::string> selected_site_labels() const;
   std::vector<int> selected_residue_numbers() const;
+  // Residue number of each of the first `sites` trimmed sites: the structure's
+  // number of the reference residue, or offset + site index without one.
+  std::vector<int> site_numbers(int sites) const;
   // Replaces `coupling` by a copy of m ([L][L]) owned by this object and
   // freed with the others; for callers that have scores from elsewhere.
   void set_coupling_matrix(const T* const* m, int L);
@@ -126,6 +139,7 @@ class LSequence {
   std::vector<std::string> seq_names;
   std::vector<std::string> sequences;
   std::vector<std::vector<int>> msa_idx;
+  bool read_inserts = false;  // the last read_msa left out A2M/A3M insert states
   std::vector<int> seq_map;
   std::vector<int> ref_columns;
   std::vector<int> site_map;
@@ -145,7 +159,14 @@ class LSequence {
   // Filled by calc_sequence_similarity: [100][2], owned.
   T** similarity = nullptr;
 
-  std::vector<int> pdb_residue_numbers;  // first chain of pdb_file, from get_aa_idx_in_pdb
+  std::string chain;                     // wanted chain (-chain); empty: the best match
+  std::vector<PdbChain> pdb_chains;      // chains of pdb_file
+  std::string pdb_chain;                 // the chain the reference is mapped on
+  std::vector<int> pdb_residue_numbers;  // residue number of each reference residue
+
+  // How the coupling fit ended: an end state of LBFGS and the final objective.
+  int fit_status = -100;
+  T fit_value = 0;
 
   // Filled by calc_couplings. L = num_of_trimmed_site once sites are selected;
   // site_list holds their indices among the trimmed sites before selection.

@@ -162,21 +162,24 @@ void LSequence<T>::calc_residue_communities(std::string pdb, bool report) {
                         "Score of each residue located in the top networks.", base + "_mtx_csum");
   }
 
-  // The communities on the structure, by residue number of its first chain.
+  // The communities on the structure, by residue number of the mapped chain.
   if (!pdb.empty()) {
     std::vector<std::vector<int>> groups(3);
     for (int c = 0; c < 3; ++c)
       for (int site : community[c]) groups[c].push_back(numbers[site]);
     const std::vector<std::string> names = {"Community 1", "Community 2", "Community 3"};
+    // The chain the reference maps on; a blank identifier (read as "A") selects all.
     const std::vector<TraceResidue> trace = read_ca_trace(pdb);
-    const std::string chain = trace.empty() || trace[0].chain == ' ' ? "" : std::string(1, trace[0].chain);
+    std::string view_chain;
+    for (const TraceResidue& r : trace)
+      if (pdb_chain.size() == 1 && r.chain == pdb_chain[0]) view_chain = pdb_chain;
     NGL<T> ngl("", "");
     ngl.set_file_name(base + "_structure");
     ngl.chart.title = "Residue communities";
-    ngl.plotting(pdb, groups, names, chain);
+    ngl.plotting(pdb, groups, names, view_chain);
     Pymol<T> pml("", "");
     pml.set_file_name(base + "_structure");
-    pml.plotting(pdb, groups, names, chain);
+    pml.plotting(pdb, groups, names, view_chain);
     if (report)
       append_record_block(log, "1-1-1-3", "Residue communities on the structure",
                           "Residue communities of amino acids that are mapped to the tertiary structure.",

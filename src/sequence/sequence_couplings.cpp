@@ -6,10 +6,12 @@
 #include <cerrno>
 #include <charconv>
 #include <climits>
+#include <limits>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <vector>
 
 #include "optimizer/lbfgs.h"
@@ -64,15 +66,30 @@ void append_coupling(std::string& out, double v) {
 
 // Numbers separated by commas or blanks, in reading order; lines that begin
 // with "#" are notes. An unreadable file ends the run with the loaders'
-// message, text that is no number with its line.
+// message; text that is no number, or a number that is not finite in T
+// (nan, inf, 1e309), with its line and field.
 template <typename T>
 std::vector<T> read_eca_matrix_from_file(const std::string& file) {
+  refuse_directory(file);
+  {
+    std::ifstream probe(file, std::ios::binary);
+    char magic[3] = {0, 0, 0};
+    probe.read(magic, 3);
+    if ((magic[0] == '\x1f' && magic[1] == '\x8b') || std::string(magic, 3) == "BZh")
+      fail(file + " is compressed: give the parameter file as plain text");
+  }
   std::vector<T> values;
+  long line_of_field = 0;
+  int field = 0;
   const bool opened = for_each_number_token(file, [&](const char* token, long line) {
+    field = line == line_of_field ? field + 1 : 1;
+    line_of_field = line;
+    const std::string where = file + " line " + std::to_string(line) + " field " + std::to_string(field) + ": \"" +
+                              std::string(token).substr(0, 20) + "\"";
     char* stop = nullptr;
     const double v = std::strtod(token, &stop);
-    if (stop == token || *stop != '\0')
-      fail(file + " line " + std::to_string(line) + ": \"" + std::string(token).substr(0, 20) + "\" is not a number");
+    if (stop == token || *stop != '\0') fail(where + " is not a number");
+    if (!(std::fabs(v) <= static_cast<double>(std::numeric_limits<T>::max()))) fail(where + " is not a finite number");
     values.push_back(static_cast<T>(v));
   });
   if (!opened) fail_to_load(file);
@@ -97,9 +114,10 @@ void LSequence<T>::calc_couplings(std::string msa_file, bool communities, std::s
     for (int k = 0; k < sites; ++k) trimmed_msa[s][k] = trimmed_msa[s][selected_sites[k]];
   num_of_trimmed_site = sites;
   packed_.clear();
+  // An empty model is already at its minimum: the solver says so and ends the run.
   if (sites == 0)
-    fail("no site of " + msa_file + " has a degree of conservation above the threshold " +
-         num2string(threshold, 3) + ": nothing to fit");
+    seqio::warn("no site of " + msa_file + " has a degree of conservation above the threshold " +
+                num2string(threshold, 3) + ": nothing to fit, no coupling will be written");
 
   const double need_mb = fit_bytes(sites, sizeof(T)) / (1024.0 * 1024.0);
   if (potts_num_params(sites) > INT_MAX || need_mb > Info::get_RAM_size())
@@ -145,6 +163,24 @@ void LSequence<T>::calc_couplings(std::string msa_file, bool communities, std::s
   sequence_potential_write();
   calc_evolutionary_couplings("", true, true);
   if (communities) calc_residue_communities(pdb, true);
+  print_fit_end();
+}
+
+template <typename T>
+void LSequence<T>::print_fit_end() const {
+  const std::string value = num2string(fit_value, 6);
+  if (fit_status == LBFGS<T>::kConverged) {
+    print_text("L-BFGS converged; final objective " + value);
+  } else if (fit_status == LBFGS<T>::kMaxIterations) {
+    seqio::warn("L-BFGS stopped at the iteration limit (-max_iter " + std::to_string(max_iter) +
+                ") before converging; final objective " + value);
+  } else {
+    const std::string why = fit_status == LBFGS<T>::kStopDecrease ? "the objective stopped decreasing"
+                            : fit_status == LBFGS<T>::kBadCurvature
+                                ? "no usable curvature was left"
+                                : "the line search found no lower point (code " + std::to_string(fit_status) + ")";
+    seqio::warn("L-BFGS stopped before the iteration limit: " + why + "; final objective " + value);
+  }
 }
 
 template <typename T>
@@ -189,8 +225,8 @@ void LSequence<T>::optimize_coupling_parameters() {
   solver.init();
   PottsData<T> data{trimmed_msa, weights, num_of_trimmed_seq, num_of_trimmed_site,
                     num_of_pairs, lambda_h, lambda_j, effective_samples};
-  T value = 0;
-  solver.actuate(params, &value, &LSequence<T>::plm_negative_log_posterior, &data);
+  fit_value = 0;
+  fit_status = solver.actuate(params, &fit_value, &LSequence<T>::plm_negative_log_posterior, &data);
   solver.finish();
 }
 
@@ -318,13 +354,8 @@ template <typename T>
 std::vector<int> LSequence<T>::selected_residue_numbers() const {
   std::vector<int> out;
   if (site_list == nullptr) return out;
-  const int first = offset == 0 ? 1 : offset;
-  for (int k = 0; k < num_of_trimmed_site; ++k) {
-    const int site = site_list[k];
-    out.push_back(pdb_file.empty() || site >= static_cast<int>(pdb_residue_numbers.size())
-                      ? first + site
-                      : pdb_residue_numbers[site]);
-  }
+  const std::vector<int> all = site_numbers(num_of_site);  // num_of_site: trimmed sites before the selection
+  for (int k = 0; k < num_of_trimmed_site; ++k) out.push_back(all[site_list[k]]);
   return out;
 }
 
@@ -340,6 +371,8 @@ template void LSequence<float>::calc_aa_prob_from_msa();
 template void LSequence<double>::calc_aa_prob_from_msa();
 template void LSequence<float>::optimize_coupling_parameters();
 template void LSequence<double>::optimize_coupling_parameters();
+template void LSequence<float>::print_fit_end() const;
+template void LSequence<double>::print_fit_end() const;
 template void LSequence<float>::sequence_potential_write();
 template void LSequence<double>::sequence_potential_write();
 template void LSequence<float>::calc_evolutionary_couplings(std::string, bool, bool);

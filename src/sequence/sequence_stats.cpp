@@ -109,11 +109,13 @@ void LSequence<T>::calc_site_conservation() {
   write_matrix_w_index<T>(base + "_relative_entropy", aa_relative_entropy, 20, sites, header,
                                  residues);
   chart_site_conservation(prefix, site_conservation, aa_relative_entropy, sites, labels);
+  // The caption runs on into the name of the files: the report finds the
+  // chart by the title ("Degree of conservation" -> degree_of_conservation).
   write_string(prefix + ".log",
-                      std::string("1-1-1-2\n") + "Degree of conservation\n" +
-                          "Degree of conservation at each single site (not included gaps). " +
-                          aa_property_note + "\n" + "degree_of_conservation\n",
-                      "a+");
+               std::string("1-1-1-2\n") + "Degree of conservation\n" +
+                   "Degree of conservation at each single site (not included gaps). " + aa_property_note +
+                   "degree_of_conservation\n",
+               "a+");
 }
 
 template <typename T>

@@ -24,6 +24,9 @@ template <typename T>
 void LSequence<T>::sequence_trim(std::string msa_file, std::string pdb, bool report, bool) {
   (void)pdb;  // the structure, if any, was read by init
   read_msa(msa_file, report);
+  if (read_inserts)
+    print_text("Read " + msa_file + " as A2M/A3M: its lower-case letters and '.' are inserts and are left out");
+  map_reference_on_structure();
   print_info("Trimming the sequences", 32, ' ');
   std::fflush(stdout);
 
@@ -35,7 +38,12 @@ void LSequence<T>::sequence_trim(std::string msa_file, std::string pdb, bool rep
       columns.push_back(j);
       gapless += ref[j];
     }
-  if (columns.empty()) fail(msa_file + ": the reference sequence " + seq_names[0] + " has no residue");
+  // A reference of gaps only leaves no column: every sequence goes, and
+  // sequence_write below ends the run.
+  if (columns.empty()) {
+    std::printf("\n");
+    seqio::warn(msa_file + ": the reference sequence " + seq_names[0] + " has no residue, so no column is kept");
+  }
   num_of_site = static_cast<int>(columns.size());
   ref_columns.clear();
   ref_columns.reserve(columns.size() * sequences.size());
@@ -56,9 +64,12 @@ void LSequence<T>::sequence_trim(std::string msa_file, std::string pdb, bool rep
   is_sequence_valid();
 
   const std::string base = prefix + "_" + "msa_trimmed";
-  if (!sequences.empty() && num_of_trimmed_site == 0)
-    fail("no site of " + msa_file + " is left after trimming (site_gap_frac " +
-         num2string(site_gap_frac, 3) + ")");
+  if (!sequences.empty() && num_of_trimmed_site == 0) {  // rows of no site are no sequences
+    std::printf("\n");
+    seqio::warn("no site of " + msa_file + " is left after trimming (site_gap_frac " + num2string(site_gap_frac, 3) +
+                ")");
+    sequences.clear();
+  }
   sequence_write(base + ".a3m");  // no survivor ends the run here
 
   free_msa();
@@ -103,16 +114,28 @@ std::vector<std::string> LSequence<T>::site_labels() const {
 }
 
 template <typename T>
-std::vector<std::string> LSequence<T>::site_labels(int sites) const {
-  if (!pdb_file.empty() && static_cast<int>(pdb_residue_numbers.size()) < sites)
-    fail(pdb_file + ": its first chain holds " + std::to_string(pdb_residue_numbers.size()) +
-         " residues, fewer than the " + std::to_string(sites) + " sites to label");
+std::vector<int> LSequence<T>::site_numbers(int sites) const {
+  std::vector<int> numbers(sites);
   const int first = offset == 0 ? 1 : offset;
+  if (pdb_file.empty()) {
+    for (int i = 0; i < sites; ++i) numbers[i] = first + i;
+    return numbers;
+  }
+  // Trimmed site i is the i-th reference residue that the site filter kept.
+  int i = 0;
+  for (std::size_t r = 0; r < pdb_residue_numbers.size() && i < sites; ++r)
+    if (site_map.empty() || (r < site_map.size() && site_map[r] >= 0)) numbers[i++] = pdb_residue_numbers[r];
+  for (; i < sites; ++i) numbers[i] = (i > 0 ? numbers[i - 1] : first - 1) + 1;  // past the reference
+  return numbers;
+}
+
+template <typename T>
+std::vector<std::string> LSequence<T>::site_labels(int sites) const {
+  const std::vector<int> numbers = site_numbers(sites);
   std::vector<std::string> labels(sites);
   for (int i = 0; i < sites; ++i) {
-    const int number = pdb_file.empty() ? first + i : pdb_residue_numbers[i];
     const char letter = i < static_cast<int>(trimmed_ref_seq.size()) ? trimmed_ref_seq[i] : '-';
-    labels[i] = std::string(1, letter) + std::to_string(number);
+    labels[i] = std::string(1, letter) + std::to_string(numbers[i]);
   }
   return labels;
 }
@@ -127,7 +150,8 @@ void LSequence<T>::sequence_filter_seqs(T bound) {
     const std::string& s = sequences[i];
     const std::size_t n = std::min(length, s.size());
     const long gaps = std::count(s.begin(), s.begin() + static_cast<long>(n), '-');
-    if (bound >= static_cast<T>(gaps) / static_cast<T>(length)) {
+    // With no site the fraction is 0/0, which no bound meets.
+    if (length > 0 && bound >= static_cast<T>(gaps) / static_cast<T>(length)) {
       seq_map.push_back(static_cast<int>(i));
       names.push_back(i < seq_names.size() ? seq_names[i] : std::string());
       seqs.push_back(s);
@@ -261,6 +285,8 @@ template void LSequence<float>::sequence_trim(std::string, std::string, bool, bo
 template void LSequence<double>::sequence_trim(std::string, std::string, bool, bool);
 template std::vector<std::string> LSequence<float>::site_labels() const;
 template std::vector<std::string> LSequence<double>::site_labels() const;
+template std::vector<int> LSequence<float>::site_numbers(int) const;
+template std::vector<int> LSequence<double>::site_numbers(int) const;
 template std::vector<std::string> LSequence<float>::site_labels(int) const;
 template std::vector<std::string> LSequence<double>::site_labels(int) const;
 template void LSequence<float>::sequence_filter_seqs(float);

@@ -77,11 +77,19 @@ std::vector<std::string> string_split(const std::string& text, char delimiter) {
 
 void str_replace(std::string& text, const std::string& from, const std::string& to) {
   if (from.empty()) return;
-  std::size_t pos = 0;
-  while ((pos = text.find(from, pos)) != std::string::npos) {
-    text.replace(pos, from.size(), to);
-    pos += to.size();
+  std::size_t pos = text.find(from);
+  if (pos == std::string::npos) return;
+  // One pass into a new string: replacing in place moves the tail each time.
+  std::string out;
+  out.reserve(text.size());
+  std::size_t done = 0;
+  for (; pos != std::string::npos; pos = text.find(from, done)) {
+    out.append(text, done, pos - done);
+    out += to;
+    done = pos + from.size();
   }
+  out.append(text, done, std::string::npos);
+  text.swap(out);
 }
 
 void replace_space(std::string& text) {

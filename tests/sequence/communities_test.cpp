@@ -37,8 +37,9 @@ struct Modes {
 // A trimmed ten-site alignment with its conservation table, of which sites
 // 0, 1, 2, 4, 5, 6, 8, 9 are "selected", and the coupling matrix of `modes`.
 template <typename T>
-void prepare(LSequence<T>& seq, const TempDir& dir, const Modes& modes, const std::string& pdb) {
-  const std::string msa = dir.write("in.fasta", ">ref\nACDEFGHIKL\n>a\nACDEFGHIKV\n>b\nSCDEYGHLKL\n>c\nACNEFGAIKL\n");
+void prepare(LSequence<T>& seq, const TempDir& dir, const Modes& modes, const std::string& pdb,
+             const std::string& text = ">ref\nACDEFGHIKL\n>a\nACDEFGHIKV\n>b\nSCDEYGHLKL\n>c\nACNEFGAIKL\n") {
+  const std::string msa = dir.write("in.fasta", text);
   seq.init(pdb);
   captured_stdout([&] {
     seq.sequence_trim(msa, pdb, false, false);
@@ -136,17 +137,23 @@ TYPED_TEST(CommunitiesTest, MembershipAndChordTable) {
   seq.finish();
 }
 
-TEST(Communities, StructureViewsAndNoRecordWithoutReport) {
-  const std::string pdb = std::string(TEVO_TEST_DATA) + "/protein/1ubq.pdb";
+TEST(Communities, StructureViewsOnTheMappedChainAndNoRecordWithoutReport) {
   TempDir dir;
+  // Ubiquitin as chain C behind another chain A; the reference is its first ten residues.
+  std::string pdb_text = "ATOM      1  CA  GLY A   1      11.639   6.071  -5.147  1.00  0.00           C\n"
+                         "ATOM      2  CA  GLY A   2      11.639   6.071  -5.147  1.00  0.00           C\nTER\n";
+  std::istringstream in(slurp(TEVO_TEST_DATA "/protein/1ubq.pdb"));
+  for (std::string line; std::getline(in, line);)
+    if (line.rfind("ATOM", 0) == 0) pdb_text += line.replace(21, 1, "C") + "\n";
+  const std::string pdb = dir.write("two.pdb", pdb_text);
   LSequence<double> seq(dir.path(), "job", 1);
-  prepare(seq, dir, Modes(), pdb);
+  prepare(seq, dir, Modes(), pdb, ">ref\nMQIFVKTLTG\n>a\nMQIFVKTLTA\n>b\nSQIFYKTVTG\n>c\nMQNFVKALTG\n");
   captured_stdout([&] { seq.calc_residue_communities(pdb, true); });
   const std::string base = dir.path() + "job_residue_communities";
   const std::string pml = slurp(base + "_structure.pml");
-  // Structure numbers of 1ubq chain A run 1..76, so the sites keep theirs + 1.
-  EXPECT_NE(pml.find("chain A and resi 2+1\n"), std::string::npos) << pml;
-  EXPECT_NE(pml.find("chain A and resi 6+7\n"), std::string::npos) << pml;
+  // Ubiquitin numbers run 1..76, so the sites keep theirs + 1.
+  EXPECT_NE(pml.find("chain C and resi 2+1\n"), std::string::npos) << pml;
+  EXPECT_NE(pml.find("chain C and resi 6+7\n"), std::string::npos) << pml;
   const std::vector<tevo::RecordBlock> blocks = tevo::read_record(dir.path() + "job.log");
   ASSERT_FALSE(blocks.empty());
   EXPECT_EQ(blocks.back().base, base + "_structure");

@@ -25,7 +25,9 @@ TEST(SequenceEcaCli, RefusalListsItsOptions) {
   CliSandbox box;
   const auto run = box.run({"sequence_eca"});
   EXPECT_EQ(run.status, 0);
-  EXPECT_TRUE(has(run.out, "-- Error: where to locate the multiple sequence alignment (MSA) file?")) << run.out;
+  EXPECT_TRUE(has(run.out, "-- I found an error and list it below!\n-- Error: where to locate the multiple sequence "
+                           "alignment (MSA) file?"))
+      << run.out;
   EXPECT_TRUE(has(run.out, "-- tevo sequence_eca -msa <string> -output <string>\n-- Options:\n")) << run.out;
   EXPECT_TRUE(has(run.out, "-- -mat      <STRING>\n")) << run.out;
 }
@@ -39,7 +41,13 @@ TEST(SequenceEcaCli, GlobinFamilyWithItsStructure) {
   EXPECT_FALSE(has(run.out, "no protein tertiary structure"));
   EXPECT_TRUE(has(run.out, "-- Got 603 trimmed sequences of 141 sites"));
   EXPECT_TRUE(has(run.out, "-- Computing probabilities from the bioligical sequence alignment done\n"));
-  EXPECT_TRUE(has(run.out, "-- The evolutionary coupling potential can be found at:"));
+  EXPECT_TRUE(has(run.out, "-- The reference maps on chain A of " + kHba + " (141 of 141 reference residues"));
+  // The run ends by saying how the fit ended.
+  const std::size_t written = run.out.find("-- The evolutionary coupling potential can be found at:"),
+                    end = run.out.find("-- Warning: L-BFGS stopped at the iteration limit (-max_iter 15) before "
+                                       "converging; final objective ");
+  EXPECT_TRUE(written < end && end != std::string::npos) << run.out;
+  EXPECT_TRUE(has(run.out.substr(end), "\n-- \n-- Completed: sequence_eca")) << run.out.substr(end);
 
   const auto files = box.files("tevo-output/eca");
   // 28 of the 141 sites are conserved above 2; the first is Val 10 of chain A.
@@ -67,11 +75,14 @@ TEST(SequenceEcaCli, GlobinFamilyWithItsStructure) {
   EXPECT_TRUE(has(run.out, "no protein tertiary structure for mapping estimated residue communities!"));
 }
 
-TEST(SequenceEcaCli, ThresholdAboveEverySiteStops) {
+TEST(SequenceEcaCli, NoSiteAboveTheThresholdIsAlreadyMinimized) {
   CliSandbox box;
   const auto run = box.run({"sequence_eca", "-msa", kGlobins, "-threshold", "50", "-jobname", "none"}, kNoTools);
-  EXPECT_EQ(run.status, 1);
-  EXPECT_TRUE(has(run.out, "-- Error: no site of " + kGlobins +
-                               " has a degree of conservation above the threshold 50.000: nothing to fit"))
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(has(run.out, "-- Warning: no site of " + kGlobins +
+                               " has a degree of conservation above the threshold 50.000: nothing to fit, no coupling "
+                               "will be written\n"))
       << run.out;
+  EXPECT_TRUE(has(run.out, "-- Optimizing paramters (initial loss 0.000000) ...\n-- Warning: already minimized!\n"));
+  EXPECT_FALSE(box.exists("tevo-output/none/none_sequence_potential.csv"));
 }

@@ -1,9 +1,8 @@
 // Fixtures of the alignment tests: a temporary directory removed also after
-// exit(1), reproducible alignments, quiet trimming, the exit-with-message check.
+// exit(1), reproducible alignments, quiet trimming.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -15,6 +14,7 @@
 
 #include "sequence/sequence.h"
 #include "util/capture.h"
+#include "util/exit_with.h"  // EXPECT_EXIT_1
 
 using tevo::LSequence;
 
@@ -96,14 +96,5 @@ inline void trim(LSequence<double>& seq, const TempDir& dir, const std::string& 
   else
     seq.sequence_trim(file, "", false, false);
 }
-
-// Runs `body` in a child whose standard output goes to standard error, so that
-// EXPECT_EXIT can match the message. The child is a fresh run ("threadsafe"):
-// a plain fork of a process with a live OpenMP team can hang.
-#define EXPECT_FAILS_WITH(body, message)                                   \
-  do {                                                                     \
-    GTEST_FLAG_SET(death_test_style, "threadsafe");                        \
-    EXPECT_EXIT(({ dup2(2, 1); body; }), ::testing::ExitedWithCode(1), message); \
-  } while (0)
 
 }  // namespace
