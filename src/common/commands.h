@@ -33,6 +33,8 @@ int pdb_contact();
 int fasta2pdb();
 
 // Folding and dynamics (cmd_folding.cpp)
+int fold_energy();
+int rama_map();
 
 // Optimisers and samplers (cmd_optimizer.cpp)
 int nested_sampler();
